@@ -1,0 +1,10 @@
+# Libraries of the distribution that the project is built on; scripts/install-packages.sh installs them.
+find_package(Threads REQUIRED)
+find_package(Boost 1.81 REQUIRED COMPONENTS json)
+find_package(CURL REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(spdlog REQUIRED)
+find_package(pugixml REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)

@@ -1,0 +1,24 @@
+# Compile options that every target of the project shares, ccache, and the sanitizers.
+find_program(IIF_CCACHE ccache)
+if(IIF_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${IIF_CCACHE})
+endif()
+
+add_library(iif_options INTERFACE)
+target_compile_options(iif_options INTERFACE -Wall -Wextra -Werror)
+target_include_directories(iif_options INTERFACE ${PROJECT_SOURCE_DIR})
+if(IIF_SANITIZE)
+  target_compile_options(iif_options INTERFACE -fsanitize=${IIF_SANITIZE} -fno-omit-frame-pointer
+                                               -fno-sanitize-recover=all)
+  target_link_options(iif_options INTERFACE -fsanitize=${IIF_SANITIZE})
+endif()
+
+# All .cpp files below the given folders, found anew at each build.
+function(iif_sources result)
+  set(found)
+  foreach(folder IN LISTS ARGN)
+    file(GLOB_RECURSE here CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND found ${here})
+  endforeach()
+  set(${result} ${found} PARENT_SCOPE)
+endfunction()
