@@ -123,9 +123,11 @@ public:
     /// Parses text into this message. 0 on success; otherwise the message may hold a part of what was read.
     int unserialize(std::string& text);
 
+    /// What the message holds, for the reader and the writer of the text form. Null when it holds nothing; `storage`
+    /// makes it.
     struct Impl;
     const Impl* impl() const noexcept { return impl_.get(); }
-    Impl* impl() noexcept { return impl_.get(); }
+    Impl& storage();
 
 private:
     CNMessageBase* object_slot(short field, short tag, bool write, int class_group, int class_number,
