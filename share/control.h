@@ -1,0 +1,72 @@
+// The control socket: the operations of a share for other programs of the same user, one JSON object a line in and one
+// out.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <string_view>
+
+#include "share/index_port.h"
+
+namespace share_host {
+
+/// Longest request line in bytes, without its line feed.
+constexpr std::size_t control_line_limit = 1 << 20;
+
+/// Shares by name; each outlives the server that answers for it.
+using served_shares = std::map<std::string, index_port*>;
+
+/// Answers one request line with one line, both without the line feed. Never throws.
+///
+/// A request names its operation in `op` and its share in `share`, which may be left out when there is just one:
+///     add_item, update_item, delete_item   `props`                      -> {"ret":0,"vtime_sec":5}
+///     find_by_path                         `fields` [`fresh_ms`]        -> {"ret":0,"props":{…}}, or {"ret":2}
+///     browse_by_path                       `fields` [`fresh_ms`]        -> {"ret":0,"items":[{…},…]}
+///     flush                                [`timeout_ms`]               -> {"ret":0}
+/// `props` holds set fields alone, under the record's names, and `custom_props` as an object; `fields` takes `path`,
+/// `before_time`, `after_time`, `real_before_time` and `version_guid`. Texts, paths among them, are as entry lines
+/// carry them, so names go through encoding.h first. Where a query has `fresh_ms`, everything pending is delivered
+/// first, for as long as that at most, and the answer gains `fresh` (bool) and `stale_ms`. A flush that ran out of time
+/// has `ret` 110. What is wrong with a request becomes {"error":"…"}.
+std::string answer_control_line(const served_shares& shares, std::string_view line, std::stop_token stop);
+
+/// Serves connections, each on a thread of its own, up to a bound beyond which new ones wait to be accepted. Requests
+/// of one connection are answered in order. A line over the limit is answered with an error and ends its connection.
+class control_server {
+public:
+    /// Makes the socket at `path`, mode 0600, in place of a stale one, and serves. The caller holds the lock of the
+    /// state directory, so nobody else serves there. Throws std::system_error.
+    control_server(std::string path, served_shares shares);
+
+    /// Takes no more requests, ends the connections, removes the socket. Waits for requests under way, which return
+    /// soon because their stop is requested, but for a network exchange with its own time limit.
+    ~control_server();
+    control_server(const control_server&) = delete;
+    control_server& operator=(const control_server&) = delete;
+
+private:
+    struct state;
+    std::unique_ptr<state> state_;
+};
+
+/// One connection to a control socket.
+class control_client {
+public:
+    /// Throws std::system_error; ENOENT and ECONNREFUSED say that no host serves there.
+    explicit control_client(const std::string& path);
+    ~control_client();
+    control_client(const control_client&) = delete;
+    control_client& operator=(const control_client&) = delete;
+
+    /// Sends one request line and returns the answer, both without the line feed. Blocks for as long as the host works
+    /// on it. Throws std::system_error when the connection ends first.
+    std::string ask(const std::string& line);
+
+private:
+    int fd_ = -1;
+    std::string received_;
+};
+
+}  // namespace share_host
