@@ -43,8 +43,14 @@ public:
     static CXoError Copy(const char* source, const char* target);
 
 private:
+    CXoError sync();
+
     int descriptor_ = -1;
     std::string name_;
+    int sync_after_ms_ = -1;         // how often writes are forced to the disk: below 0 never, 0 after each one
+    std::int64_t synced_at_ms_ = 0;  // when that was done last, on the monotonic clock
+    bool unsynced_ = false;          // something was written since
+    bool sync_failed_ = false;       // what the disk holds is in doubt: nothing more is written to this file
 };
 
 /// Directories.
