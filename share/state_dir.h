@@ -14,11 +14,11 @@ namespace share_host {
 /// XDG_STATE_HOME nor HOME is set.
 std::string state_home();
 
-/// A name that is safe in paths and messages, made from the last component of a path.
+/// A name that is safe in paths and messages (letters, digits, '.', '_', '-'), made from the last component of a path.
 std::string share_name_for(const std::string& path);
 
 /// One share's directory, mode 0700:
-///     directory     the served directory, as an absolute path
+///     directory     the share's name, a line feed, and the served directory as an absolute path
 ///     share.json    the identity, mode 0600
 ///     lock          held by the process that works on the share
 ///     control.sock  its control socket
@@ -38,10 +38,12 @@ struct state_dir {
     std::string journal_dir() const { return journal_root() + "/" + share_name; }
 };
 
-/// The state of the served directory `directory`, which has to exist, made when it is new. Two directories of the same
-/// name get states of their own (docs, docs-2). With `explicit_path` the state is there, and refuses to be another
-/// directory's. Throws std::runtime_error with one sentence.
-state_dir state_for_directory(const std::string& directory, const std::string& explicit_path = {});
+/// The state of the served directory `directory`, which has to exist, made when it is new. The share is called after
+/// the directory unless a name is given; two directories of the same name get states and names of their own (docs,
+/// docs-2). With `explicit_path` the state is there. Throws std::runtime_error with one sentence, also when the state
+/// or the name asked for is another directory's.
+state_dir state_for_directory(const std::string& directory, const std::string& explicit_path = {},
+                              const std::string& share_name = {});
 
 /// The state at a given path, or of the share of that name in the state home; nothing when there is none.
 std::optional<state_dir> state_at(const std::string& path);
