@@ -141,7 +141,6 @@ private:
     friend struct index_iface_test_access;
 
     struct init_locals;
-    struct lookup_words;
 
     // core/
     static void copy_valid_props(const index_iface_props& src, index_iface_props& dst);
@@ -150,13 +149,15 @@ private:
     static index_iface_props* copy_record(const index_iface_props& props);
     void roll_back(index_iface_props* new_props);
     void sleep_off(std::uint32_t delay);
-    int cache_and_journal(index_iface_props* new_props, std::uint32_t& delay);
+    int cache_update(index_iface_props* new_props);
+    int update_under_lock(const index_iface_props& props, std::uint32_t& delay);
+    int cache_and_journal(index_iface_props* new_props);
     int init_steps(init_locals& locals);
     int ask_identities(init_locals& locals);
     int ask_web_client(init_locals& locals);
     int prepare_collect_dir(bool& leave_at_once);
     int start_thread_and_journal();
-    void choose_save_dir(init_locals& locals);
+    void name_collect_files(init_locals& locals);
     void tear_down();
     void release_management_objects();
 
@@ -167,9 +168,11 @@ private:
     int create_next_journal_file();
     int process_old_journal_files(const std::string& directory);
     int read_journal_file(index_iface_cache* cache, const std::string& path);
+    void keep_replayed(const index_iface_cache* cache);
 
     // cache/
     int alloc_caches();
+    bool alloc_buckets(index_iface_cache& cache) const;
     void free_caches();
     void delete_cache_memory(index_iface_cache* cache);
     void delete_cached_items(index_iface_cache* cache);
@@ -185,13 +188,13 @@ private:
     void rm_item_from_cache(index_iface_cache* cache, const char* key, index_iface_props* props);
     int insert_props_to_cache(index_iface_cache* cache, const index_iface_props& props);
     void retire_items(const index_iface_props* props);
-    void merge_into_cached(const index_iface_props& src, index_iface_props& dst);
+    int merge_into_cached(const index_iface_props& src, index_iface_props& dst);
     int switch_cache();
+    int rotate();
     int find_props_in_cache_by_guid(const index_iface_browse_fields& fields, index_iface_props& props);
     int find_props_in_cache_by_path(const index_iface_browse_fields& fields, index_iface_props& props);
-    template <class Finder>
-    int find_props_in_cache(const index_iface_browse_fields& fields, index_iface_props& props,
-                            index_iface_time_t upper_bound, const lookup_words& words, Finder finder);
+    template <class Words, class Finder>
+    int find_props_in_cache(const Words& words, index_iface_props& props, Finder find);
     index_iface_item* find_item_with_path(const index_iface_cache* cache, const index_iface_browse_fields& fields,
                                           index_iface_time_t real_before_time) const;
     index_iface_item* find_item_with_path_and_version(const index_iface_cache* cache, const char* path,
@@ -206,7 +209,8 @@ private:
     // flush/
     int create_thread();
     void term_thread();
-    bool run_flush_cycle();
+    void run_flush_cycle();
+    void log_flush_start();
     void notify_thread_if();
     std::uint32_t calc_throttle_delay() const;
     int flush_internal();
@@ -219,10 +223,12 @@ private:
     CXoError write_file_updates(CXoFile& file);
     CXoError write_file_non_updates(CXoFile& file);
     CXoError write_extents(CXoFile& file);
+    CXoError write_groups(CXoFile& file);
     template <class Predicate>
     CXoError write_group(CXoFile& file, Predicate belongs);
 
     // query/
+    int find_by_path_in_all(const index_iface_browse_fields& fields, index_iface_props& props);
     int find_common_zysearch(KT5ContentIndexing::ZYSearchReq& request, index_iface_props& result, int& count,
                              bool is_extent, const index_iface_browse_fields& fields,
                              index_iface_time_t real_before_time, bool ignore_deleted);

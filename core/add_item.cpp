@@ -1,0 +1,56 @@
+// add_item, the model of the change operations: everything that can be refused is refused before the lock is taken, and
+// the caller sleeps for a backlog after it was released.
+#include <cerrno>
+#include <memory>
+
+#include "core/index_iface.h"
+#include "core/lock_guards.h"
+#include "core/log_line.h"
+
+int index_iface::add_item(const index_iface_props& props) {
+    if (refuse_change()) {
+        return EIO;
+    }
+    if (props.object_guid.empty() || props.parent_guid.empty()) {
+        IIF_LOG_ERROR("INDEX_IFACE: Error: either object_guid [%s] or parent_guid [%s] is an empty string.",
+                      props.object_guid.c_str(), props.parent_guid.c_str());
+        return EINVAL;
+    }
+    if (!check_vtime(props)) {
+        return EINVAL;
+    }
+    if (props.dtime != -1) {
+        IIF_LOG_ERROR("INDEX_IFACE: Error: dtime [%lld] cannot be specified except when deleting.", props.dtime);
+        return EINVAL;
+    }
+    std::unique_ptr<index_iface_props> new_props(copy_record(props));
+    if (!new_props) {
+        IIF_LOG_ERROR("INDEX_IFACE: Error: could not instantiate index_iface_props.");
+        return ENOMEM;
+    }
+    new_props->idx_ops = index_iface_props::ADD;
+    if (props.is_extent != 0) {  // a record that leaves the field unset counts as an extent here
+        new_props->dtime = 0;
+    }
+
+    std::uint32_t delay = 0;
+    {
+        const write_guard lock(*cl_lock);
+        const int ret = cache_and_journal(new_props.get());
+        if (ret != 0) {
+            roll_back(new_props.get());
+            return ret;
+        }
+        const index_iface_props& cached = *new_props.release();
+        IIF_LOG(7,
+                "INDEX_IFACE: idx_ops [%d], path [%s], version_guid [%s], object_guid [%s], parent_guid [%s], mtime "
+                "[%ld], vtime [%lld], vtime_sec [%ld].",
+                cached.idx_ops, cached.path.c_str(), cached.version_guid.c_str(), cached.object_guid.c_str(),
+                cached.parent_guid.c_str(), cached.mtime, cached.vtime, cached.vtime_sec);
+        notify_thread_if();
+        delay = calc_throttle_delay();
+        ++stats.adds;
+    }
+    sleep_off(delay);
+    return 0;
+}

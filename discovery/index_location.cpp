@@ -1,0 +1,136 @@
+// Index location: two exchanges with the management server. Of every list in an answer only the first element counts.
+#include "discovery/index_location.h"
+
+#include "core/log_line.h"
+#include "host/management.h"
+#include "host/message_classes.h"
+
+namespace {
+
+constexpr unsigned long client_properties_tag = 516377915;
+constexpr unsigned long engine_list_tag = 223303891;
+constexpr int client_entity_type = 3;
+constexpr int cloud_engine_type = 5;
+
+/// The path of the index server inside a client's properties; false when a step of it is missing.
+template <class Use>
+bool with_index_server(App::ClientInfo& client, Use use) {
+    if (!client.isSet(12)) {
+        return false;
+    }
+    auto client_props = client.getObjectAccessor(true, false, 12, 12, 30, 161);
+    if (!client_props->isSet(16)) {
+        return false;
+    }
+    auto index_props = client_props->getObjectAccessor(true, false, 16, 16, 30, 480);
+    if (!index_props->isSet(3)) {
+        return false;
+    }
+    auto index_server = index_props->getObjectAccessor(true, false, 3, 3, 30, 486);
+    return use(*index_server);
+}
+
+bool read_cloud_id(CNMessageBase& index_server, int& cloud_id, bool& is_solr_cloud) {
+    if (!index_server.isSet(7)) {
+        return false;
+    }
+    auto server_client = index_server.getObjectAccessor(true, false, 7, 7, 18, 4);
+    return get_cloud_id(static_cast<int>(server_client->getint64(0)), cloud_id, is_solr_cloud) == 0;
+}
+
+bool read_server_name(CNMessageBase& index_server, std::string& index_server_name) {
+    if (!index_server.isSet(3)) {
+        return false;
+    }
+    auto capabilities = index_server.getlistobject<App::UserCapability>(3, 3, false);
+    if (capabilities->empty() || !capabilities->front().isSet(1)) {
+        return false;
+    }
+    auto entity = capabilities->front().getObjectAccessor(true, false, 1, 1, 18, 15);
+    if (!entity->isSet(2)) {
+        return false;
+    }
+    index_server_name = string_from_zystring(entity->getstring(2, 5));
+    return true;
+}
+
+}  // namespace
+
+int get_index_cloud_id(int client_id, std::string& index_server_name, int& cloud_id, bool& is_solr_cloud) {
+    [[maybe_unused]] static constexpr char tracing_label[] = "ZYMAWorker::ProcessNFSStorePrungingRequest";
+
+    App::GetClientPropertiesRequest request;
+    auto client_list = request.getObjectAccessor(true, true, 1, 1, 30, 290);
+    ZyEntities::GenericEntity entity;
+    entity.setint64(17, 47, client_id);
+    entity.setint64(0, 0, client_entity_type);
+    client_list->getlistobject<ZyEntities::GenericEntity>(1, 1, true)->push_back(entity);
+    std::string message;
+    request.serialize(message, false);
+    IIF_LOG(1, "INFO: GetClientPropertiesRequest [%s]", message.c_str());
+
+    std::string error_text;
+    const std::string request_text = message;
+    int ret = XMLHandler().handleXMLReq(1, client_properties_tag, message, error_text, std::string(), 0);
+    if (ret != 0) {
+        IIF_LOG_ERROR("Failed to run query [App::GetClientPropertiesRequest] err [%d : %s] input [%s]", ret,
+                      error_text.c_str(), request_text.c_str());
+        return -1;
+    }
+    IIF_LOG(1, "INFO: GetClientPropertiesResponse xml[%s]", message.c_str());
+
+    App::GetClientPropertiesResponse response;
+    ret = response.unserialize(message);
+    if (ret != 0) {
+        IIF_LOG_ERROR("Error: Failed to unserialize response xml returned [%d] [%s]", ret, message.c_str());
+        return -1;
+    }
+    auto clients = response.getlistobject<App::ClientInfo>(1, 1, false);
+    if (clients->empty()) {
+        return 0;  // the caller cannot tell this from a success, and is not meant to
+    }
+    const bool found_id = with_index_server(clients->front(), [&](CNMessageBase& index_server) {
+        return read_cloud_id(index_server, cloud_id, is_solr_cloud);
+    });
+    const bool found_name = with_index_server(clients->front(), [&](CNMessageBase& index_server) {
+        return read_server_name(index_server, index_server_name);
+    });
+    if (!found_id || !found_name) {
+        IIF_LOG_ERROR("Error: index server information not present in client propoerties obtained above.");
+        return -1;
+    }
+    return 0;
+}
+
+int get_cloud_id(int client_id, int& cloud_id, bool& is_solr_cloud) {
+    LWGui::AnalyticsEngineClientID request;
+    request.getObjectAccessor(true, true, 3, 6, 18, 4)->setint64(0, 0, client_id);
+    request.setstring(2, 2, string_to_zystring("NFS Index"));
+    std::string request_text;
+    request.serialize(request_text, false);
+    IIF_LOG(1, "AnalyticsEngineClientID Req [%s]", request_text.c_str());
+
+    std::string response_text;
+    int ret = App_ExecuteSP().executeStoredProcedure(engine_list_tag, request_text, response_text, nullptr);
+    if (ret != 0) {
+        IIF_LOG_ERROR("Failed to get cloud_id. ret_code [%d]", ret);
+        return -1;
+    }
+    IIF_LOG(1, "LWGui::AnalyticsEngine Resp [%s]", response_text.c_str());
+
+    LWGui::IndexServerList response;
+    ret = response.unserialize(response_text);
+    if (ret != 0) {
+        IIF_LOG_ERROR("Failed to unserialize response xml returned [%d] [%s]", ret, response_text.c_str());
+        return -1;
+    }
+    auto engines = response.getlistobject<LWGui::AnalyticsEngine>(1, 1, false);
+    if (!response.isSet(1) || engines->empty()) {
+        IIF_LOG_ERROR("No index servers returned. [%s]", response_text.c_str());
+        return -1;
+    }
+    cloud_id = static_cast<int>(engines->front().getint64(5));
+    is_solr_cloud = engines->front().getint64(19) == cloud_engine_type;
+    IIF_LOG(1, "cloud_id [%d] is_solr_cloud [%s]", cloud_id, is_solr_cloud ? "true" : "false");
+    return 0;
+}
