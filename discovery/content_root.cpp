@@ -6,10 +6,15 @@
 #include "core/index_iface.h"
 #include "core/log_line.h"
 #include "host/management.h"
+#include "query/message_access.h"
 
 namespace {
+
+namespace fields = message_fields;
+
 constexpr unsigned long sync_folder_tag = 509216237;
-}
+
+}  // namespace
 
 int index_iface::find_content_root_dir() {
     const int ret = find_content_root_dir_from_hq();
@@ -23,10 +28,11 @@ int index_iface::find_content_root_dir() {
 
 int index_iface::find_content_root_dir_from_hq() {
     ZyEntities::UserEntity user;
-    user.setstring(2, 5, string_to_zystring(index_server_name));
+    set_text(user, fields::UserEntity::userName, index_server_name);
     App::GetSyncWebFolderReq request;
-    request.setint64(4, 4, 1);
-    request.setObjectAccessor(static_cast<const CNMessageBase*>(&user), 5, 5);
+    set_number(request, fields::GetSyncWebFolderReq::requestFlag, 1);
+    constexpr auto user_field = fields::GetSyncWebFolderReq::user;
+    request.setObjectAccessor(static_cast<const CNMessageBase*>(&user), user_field.number, user_field.tag);
     std::string request_text;
     request.serialize(request_text, false);
     IIF_LOG(1, "INFO: Get Sync Folder [%s]", request_text.c_str());
@@ -42,21 +48,21 @@ int index_iface::find_content_root_dir_from_hq() {
 
     App::GetSyncWebFolderResp response;
     static_cast<void>(response.unserialize(response_text));  // an unreadable answer shows as the empty list
-    auto folders = response.getlistobject<App::SyncWebFolderInfo>(1, 1, false);
+    auto folders = list_to_read<App::SyncWebFolderInfo>(response, fields::GetSyncWebFolderResp::folders);
     if (folders->empty()) {
         IIF_LOG(1, "ERROR: GetSyncWebFolderResp does not have sync folder information.");
         return -1;
     }
-    auto folder = folders->front().getObjectAccessor(true, false, 1, 1, 18, 91);
+    auto folder = child_to_read(folders->front(), fields::SyncWebFolderInfo::folder);
     std::ostringstream folder_id;
-    folder_id << folder->getint64(0);
+    folder_id << folder->getint64(fields::Folder::folderId);
     sync_folder = "/" + folder_id.str();
     if (atoi(sync_folder.c_str()) == -1) {  // never so: the text begins with "/"
         IIF_LOG(1, "ERROR: sync_folder [%s]", sync_folder.c_str());
         return -1;
     }
 
-    index_iface_browse_fields fields;
-    fields.path = "/";
-    return find_by_path_zysearch(fields, *root_dir_props);
+    index_iface_browse_fields root;
+    root.path = "/";
+    return find_by_path_zysearch(root, *root_dir_props);
 }

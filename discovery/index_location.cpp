@@ -3,9 +3,11 @@
 
 #include "core/log_line.h"
 #include "host/management.h"
-#include "host/message_classes.h"
+#include "query/message_access.h"
 
 namespace {
+
+namespace fields = message_fields;
 
 constexpr unsigned long client_properties_tag = 516377915;
 constexpr unsigned long engine_list_tag = 223303891;
@@ -15,42 +17,43 @@ constexpr int cloud_engine_type = 5;
 /// The path of the index server inside a client's properties; false when a step of it is missing.
 template <class Use>
 bool with_index_server(App::ClientInfo& client, Use use) {
-    if (!client.isSet(12)) {
+    if (!client.isSet(fields::ClientInfo::clientProps.number)) {
         return false;
     }
-    auto client_props = client.getObjectAccessor(true, false, 12, 12, 30, 161);
-    if (!client_props->isSet(16)) {
+    auto client_props = child_to_read(client, fields::ClientInfo::clientProps);
+    if (!client_props->isSet(fields::ClientProps::indexProps.number)) {
         return false;
     }
-    auto index_props = client_props->getObjectAccessor(true, false, 16, 16, 30, 480);
-    if (!index_props->isSet(3)) {
+    auto index_props = child_to_read(*client_props, fields::ClientProps::indexProps);
+    if (!index_props->isSet(fields::IndexProps::indexServer.number)) {
         return false;
     }
-    auto index_server = index_props->getObjectAccessor(true, false, 3, 3, 30, 486);
+    auto index_server = child_to_read(*index_props, fields::IndexProps::indexServer);
     return use(*index_server);
 }
 
 bool read_cloud_id(CNMessageBase& index_server, int& cloud_id, bool& is_solr_cloud) {
-    if (!index_server.isSet(7)) {
+    if (!index_server.isSet(fields::IndexServer::serverClient.number)) {
         return false;
     }
-    auto server_client = index_server.getObjectAccessor(true, false, 7, 7, 18, 4);
-    return get_cloud_id(static_cast<int>(server_client->getint64(0)), cloud_id, is_solr_cloud) == 0;
+    auto server_client = child_to_read(index_server, fields::IndexServer::serverClient);
+    return get_cloud_id(static_cast<int>(server_client->getint64(fields::ServerClient::serverClientId)), cloud_id,
+                        is_solr_cloud) == 0;
 }
 
 bool read_server_name(CNMessageBase& index_server, std::string& index_server_name) {
-    if (!index_server.isSet(3)) {
+    if (!index_server.isSet(fields::IndexServer::capabilities.number)) {
         return false;
     }
-    auto capabilities = index_server.getlistobject<App::UserCapability>(3, 3, false);
-    if (capabilities->empty() || !capabilities->front().isSet(1)) {
+    auto capabilities = list_to_read<App::UserCapability>(index_server, fields::IndexServer::capabilities);
+    if (capabilities->empty() || !capabilities->front().isSet(fields::UserCapability::serverEntity.number)) {
         return false;
     }
-    auto entity = capabilities->front().getObjectAccessor(true, false, 1, 1, 18, 15);
-    if (!entity->isSet(2)) {
+    auto entity = child_to_read(capabilities->front(), fields::UserCapability::serverEntity);
+    if (!entity->isSet(fields::ServerEntity::serverEntityName.number)) {
         return false;
     }
-    index_server_name = string_from_zystring(entity->getstring(2, 5));
+    index_server_name = string_from_zystring(text_of(*entity, fields::ServerEntity::serverEntityName));
     return true;
 }
 
@@ -60,11 +63,11 @@ int get_index_cloud_id(int client_id, std::string& index_server_name, int& cloud
     [[maybe_unused]] static constexpr char tracing_label[] = "ZYMAWorker::ProcessNFSStorePrungingRequest";
 
     App::GetClientPropertiesRequest request;
-    auto client_list = request.getObjectAccessor(true, true, 1, 1, 30, 290);
+    auto client_list = child_to_write(request, fields::GetClientPropertiesRequest::clientList);
     ZyEntities::GenericEntity entity;
-    entity.setint64(17, 47, client_id);
-    entity.setint64(0, 0, client_entity_type);
-    client_list->getlistobject<ZyEntities::GenericEntity>(1, 1, true)->push_back(entity);
+    set_number(entity, fields::GenericEntity::entityId, client_id);
+    set_number(entity, fields::GenericEntity::entityType, client_entity_type);
+    list_to_write<ZyEntities::GenericEntity>(*client_list, fields::ClientList::entities)->push_back(entity);
     std::string message;
     request.serialize(message, false);
     IIF_LOG(1, "INFO: GetClientPropertiesRequest [%s]", message.c_str());
@@ -85,7 +88,7 @@ int get_index_cloud_id(int client_id, std::string& index_server_name, int& cloud
         IIF_LOG_ERROR("Error: Failed to unserialize response xml returned [%d] [%s]", ret, message.c_str());
         return -1;
     }
-    auto clients = response.getlistobject<App::ClientInfo>(1, 1, false);
+    auto clients = list_to_read<App::ClientInfo>(response, fields::GetClientPropertiesResponse::clients);
     if (clients->empty()) {
         return 0;  // the caller cannot tell this from a success, and is not meant to
     }
@@ -104,8 +107,8 @@ int get_index_cloud_id(int client_id, std::string& index_server_name, int& cloud
 
 int get_cloud_id(int client_id, int& cloud_id, bool& is_solr_cloud) {
     LWGui::AnalyticsEngineClientID request;
-    request.getObjectAccessor(true, true, 3, 6, 18, 4)->setint64(0, 0, client_id);
-    request.setstring(2, 2, string_to_zystring("NFS Index"));
+    set_number(*child_to_write(request, fields::AnalyticsEngineClientID::client), fields::Client::clientId, client_id);
+    set_text(request, fields::AnalyticsEngineClientID::engineName, "NFS Index");
     std::string request_text;
     request.serialize(request_text, false);
     IIF_LOG(1, "AnalyticsEngineClientID Req [%s]", request_text.c_str());
@@ -124,13 +127,13 @@ int get_cloud_id(int client_id, int& cloud_id, bool& is_solr_cloud) {
         IIF_LOG_ERROR("Failed to unserialize response xml returned [%d] [%s]", ret, response_text.c_str());
         return -1;
     }
-    auto engines = response.getlistobject<LWGui::AnalyticsEngine>(1, 1, false);
-    if (!response.isSet(1) || engines->empty()) {
+    auto engines = list_to_read<LWGui::AnalyticsEngine>(response, fields::IndexServerList::engines);
+    if (!response.isSet(fields::IndexServerList::engines.number) || engines->empty()) {
         IIF_LOG_ERROR("No index servers returned. [%s]", response_text.c_str());
         return -1;
     }
-    cloud_id = static_cast<int>(engines->front().getint64(5));
-    is_solr_cloud = engines->front().getint64(19) == cloud_engine_type;
+    cloud_id = static_cast<int>(engines->front().getint64(fields::AnalyticsEngine::cloudId));
+    is_solr_cloud = engines->front().getint64(fields::AnalyticsEngine::engineType) == cloud_engine_type;
     IIF_LOG(1, "cloud_id [%d] is_solr_cloud [%s]", cloud_id, is_solr_cloud ? "true" : "false");
     return 0;
 }

@@ -7,8 +7,12 @@
 #include "core/index_iface.h"
 #include "core/log_line.h"
 #include "core/time_units.h"
+#include "query/message_access.h"
 
 namespace {
+
+namespace item_fields = message_fields::GResultItem;
+namespace attribute_fields = message_fields::GResultAttributes;
 
 constexpr std::size_t property_prefix_length = 7;  // "custom_", cut and not compared
 
@@ -26,8 +30,8 @@ int index_iface::extract_results_zysearch(std::vector<KT5ContentIndexing::GResul
                                           index_iface_props& props, bool is_extent,
                                           const index_iface_browse_fields& fields, index_iface_time_t real_before_time,
                                           bool ignore_deleted) {
-    auto attributes = item->getObjectAccessor(true, false, 50, 110, 14, 32);
-    const long long deleted_time = attributes->getint64(17);
+    auto attributes = child_to_read(*item, item_fields::attributes);
+    const long long deleted_time = attributes->getint64(attribute_fields::dtime);
     // An object deleted exactly at the asked time counts as gone.
     if (!ignore_deleted && deleted_time != 0 && real_before_time >= index_iface_sec_to_ns(deleted_time)) {
         IIF_LOG(5, "INDEX_IFACE: ignoring result: real_before_time [%lld], after_time [%ld], deleted_time [%ld].",
@@ -35,27 +39,27 @@ int index_iface::extract_results_zysearch(std::vector<KT5ContentIndexing::GResul
         return ENOENT;
     }
     if (is_extent) {
-        props.extent_number = attributes->getint64(15);
+        props.extent_number = attributes->getint64(attribute_fields::extent_number);
     } else {
         extract_object_fields(*item, *attributes, props);
     }
-    props.version_guid = string_from_zystring(item->getstringByRef(37, 82));
-    props.object_guid = item->getstringByRef(24, 51);
-    props.parent_guid = item->getstringByRef(46, 103);
-    props.atime = low_32_bits(item->getint64(101));
-    props.ctime = low_32_bits(attributes->getint64(12));
-    props.mtime = low_32_bits(item->getint64(34));
+    props.version_guid = string_from_zystring(text_of(*item, item_fields::version_guid));
+    props.object_guid = text_of(*item, item_fields::object_guid);
+    props.parent_guid = text_of(*item, item_fields::parent_guid);
+    props.atime = low_32_bits(item->getint64(item_fields::atime));
+    props.ctime = low_32_bits(attributes->getint64(attribute_fields::ctime));
+    props.mtime = low_32_bits(item->getint64(item_fields::mtime));
     if (deleted_time != 0) {
         props.dtime = deleted_time;
     }
-    props.vtime = attributes->getint64(16);
-    props.extent_type = attributes->getint64(10) != 0 ? 1 : 0;
+    props.vtime = attributes->getint64(attribute_fields::vtime);
+    props.extent_type = attributes->getint64(attribute_fields::extent_type) != 0 ? 1 : 0;
     props.is_extent = is_extent ? 1 : 0;
-    props.result_ref_a = low_32_bits(item->getint64(26));
-    props.result_ref_b = item->getint64(39);
-    props.result_ref_c = item->getint64(40);
-    if (attributes->isSet(13)) {
-        props.xattr = attributes->getstringByRef(13, 19);
+    props.result_ref_a = low_32_bits(item->getint64(item_fields::result_ref_a));
+    props.result_ref_b = item->getint64(item_fields::result_ref_b);
+    props.result_ref_c = item->getint64(item_fields::result_ref_c);
+    if (attributes->isSet(attribute_fields::xattr.number)) {
+        props.xattr = text_of(*attributes, attribute_fields::xattr);
         IIF_LOG(7, "INDEX_IFACE: Debug: [xattr] value [%s]", props.xattr.c_str());
     }
     extract_named_properties(*item, props);
@@ -65,30 +69,31 @@ int index_iface::extract_results_zysearch(std::vector<KT5ContentIndexing::GResul
 void index_iface::extract_object_fields(KT5ContentIndexing::GResultItem& item, const CNMessageBase& attributes,
                                         index_iface_props& props) const {
     // The item that stands for the share's root is named after the folder's id.
-    const std::string name = string_from_zystring(item.getstringByRef(3, 9));
+    const std::string name = string_from_zystring(text_of(item, item_fields::name));
     props.name = name == without_prefix(sync_folder, 1) ? "/" : name;
-    const std::string path = string_from_zystring(item.getstringByRef(2, 5));
+    const std::string path = string_from_zystring(text_of(item, item_fields::path));
     if (path == sync_folder) {
         props.path = "/";
     } else if (!path.empty()) {
         props.path = without_prefix(path, sync_folder.size());
     }
     props.mode_valid = true;
-    props.mode = static_cast<std::uint32_t>(attributes.getint64(9));
-    props.size = item.getint64(33);
+    props.mode = static_cast<std::uint32_t>(attributes.getint64(attribute_fields::mode));
+    props.size = item.getint64(item_fields::size);
     // A text that is no number leaves the number unset under a set flag.
     props.uid_valid = true;
-    sscanf(attributes.getstringByRef(1, 1).c_str(), "%u", &props.uid);
+    sscanf(text_of(attributes, attribute_fields::uid).c_str(), "%u", &props.uid);
     props.gid_valid = true;
-    sscanf(attributes.getstringByRef(2, 5).c_str(), "%u", &props.gid);
+    sscanf(text_of(attributes, attribute_fields::gid).c_str(), "%u", &props.gid);
 }
 
 void index_iface::extract_named_properties(KT5ContentIndexing::GResultItem& item, index_iface_props& props) const {
-    auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
-    auto list = properties->getlistobject<KT5ContentIndexing::NameValueMap>(1, 1, false);
+    auto properties = child_to_read(item, item_fields::properties);
+    auto list =
+        list_to_read<KT5ContentIndexing::NameValueMap>(*properties, message_fields::GResultProperties::propertyList);
     for (const KT5ContentIndexing::NameValueMap& property : *list) {
-        const std::string& name = property.getstringByRef(1, 1);
-        const std::string& value = property.getstringByRef(2, 5);
+        const std::string& name = text_of(property, message_fields::NameValueMap::propertyName);
+        const std::string& value = text_of(property, message_fields::NameValueMap::propertyValue);
         if (name == "EXTENT_SIZE") {
             props.extent_size = atoll(value.c_str());
             IIF_LOG(7, "INDEX_IFACE: Debug: extent_size = [%lld] objectGuid [%s]", props.extent_size,

@@ -5,7 +5,10 @@
 #include "core/allocation.h"
 #include "core/index_iface.h"
 #include "core/log_line.h"
+#include "query/message_access.h"
 #include "query/search_transport.h"
+
+namespace search = message_fields;
 
 int RunHTTPQuery(CurlWrapperCache* pool, std::string& url, std::string& request, std::string& extra,
                  std::string& response) {
@@ -30,10 +33,11 @@ int RunHTTPQuery(CurlWrapperCache* pool, std::string& url, std::string& request,
 }
 
 int index_iface_is_zysearch_error(KT5ContentIndexing::ZYSearchResp& response) {
-    auto errors = response.getlistobject<KT5ContentIndexing::Error>(1, 1, false);
+    auto errors = list_to_read<KT5ContentIndexing::Error>(response, search::ZYSearchResp::errors);
     for (const KT5ContentIndexing::Error& error : *errors) {
-        IIF_LOG_ERROR("INDEX_IFACE: curl response error code: %d [%s]", static_cast<int>(error.getint64(1)),
-                      error.getstringByRef(2, 2).c_str());
+        IIF_LOG_ERROR("INDEX_IFACE: curl response error code: %d [%s]",
+                      static_cast<int>(error.getint64(search::Error::errorCode.number)),
+                      text_of(error, search::Error::errorMessage).c_str());
     }
     return errors->empty() ? 0 : EIO;
 }
@@ -72,8 +76,8 @@ int index_iface::find_common_zysearch(KT5ContentIndexing::ZYSearchReq& request, 
         return ret;
     }
     count = 0;
-    auto result_set = response.getObjectAccessor(true, false, 7, 13, 14, 33);
-    auto items = result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, false);
+    auto result_set = child_to_read(response, search::ZYSearchResp::resultSet);
+    auto items = list_to_read<KT5ContentIndexing::GResultItem>(*result_set, search::GResultSet::resultItems);
     if (!items->empty()) {
         ret = extract_results_zysearch(items->begin(), result, is_extent, fields, real_before_time, ignore_deleted);
         if (ret == 0) {
@@ -99,8 +103,8 @@ int index_iface::browse_common_zysearch(KT5ContentIndexing::ZYSearchReq& request
         return ret;
     }
     count = 0;
-    auto result_set = response.getObjectAccessor(true, false, 7, 13, 14, 33);
-    auto items = result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, false);
+    auto result_set = child_to_read(response, search::ZYSearchResp::resultSet);
+    auto items = list_to_read<KT5ContentIndexing::GResultItem>(*result_set, search::GResultSet::resultItems);
     for (auto item = items->begin(); item != items->end(); ++item) {
         std::unique_ptr<index_iface_props> props(make_or_null<index_iface_props>());
         if (!props) {

@@ -3,9 +3,12 @@
 
 #include "core/index_iface.h"
 #include "core/time_units.h"
+#include "query/message_access.h"
 #include "query/request_builders.h"
 
 namespace {
+
+namespace search = message_fields;
 
 constexpr int exact_match = 2;
 constexpr int group_mode = 2;
@@ -24,13 +27,14 @@ std::string group_key(bool is_solr_cloud, unsigned long subclient_id) {
 void index_iface::fill_path_head(KT5ContentIndexing::ZYSearchReq& request, const index_iface_browse_fields& fields,
                                  index_iface_time_t real_time, const std::string& filter_name, int page_length) const {
     fill_common1(request, subclient_id, cloud_id, index_server_name);
-    auto filter_set = request.getObjectAccessor(true, true, 2, 2, 14, 157);
-    auto query_groups = filter_set->getlistobject<KT5ContentIndexing::ZYSearchGroup>(3, 3, true);
+    auto filter_set = child_to_write(request, search::ZYSearchReq::filterSet);
+    auto query_groups =
+        list_to_write<KT5ContentIndexing::ZYSearchGroup>(*filter_set, search::SearchFilterSet::queryGroups);
     KT5ContentIndexing::ZYSearchGroup group;
-    group.setint64(3, 3, group_mode);
-    auto criteria = group.getObjectAccessor(true, true, 4, 4, 14, 150);
-    criteria->setint64(3, 6, group_mode);
-    auto filters = criteria->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true);
+    set_number(group, search::ZYSearchGroup::groupMode, group_mode);
+    auto criteria = child_to_write(group, search::ZYSearchGroup::criteria);
+    set_number(*criteria, search::FieldCriteria::criteriaMode, group_mode);
+    auto filters = list_to_write<KT5ContentIndexing::FieldValue>(*criteria, search::FieldCriteria::criteriaFields);
     if (fields.before_time != 0 || fields.after_time != 0) {
         fill_time_filter(&*filters, "VTIME_SEC", real_time / ns_per_second, fields.after_time);
     }
@@ -40,7 +44,7 @@ void index_iface::fill_path_head(KT5ContentIndexing::ZYSearchReq& request, const
     fill_data_type(&*filters);
     query_groups->push_back(group);
 
-    auto info = request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
+    auto info = child_to_write<KT5ContentIndexing::SearchProcessingInfo>(request, search::ZYSearchReq::processingInfo);
     fill_default_search_processing_info(&*info, page_length, fields.before_time != 0, false, is_solr_cloud);
 }
 
@@ -48,7 +52,7 @@ int index_iface::browse_by_path_zysearch(const index_iface_browse_fields& fields
     const index_iface_time_t real_time = upper_bound_of(fields);
     KT5ContentIndexing::ZYSearchReq request;
     fill_path_head(request, fields, real_time, "BROWSE_PATH", page_size);
-    auto info = request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
+    auto info = child_to_write<KT5ContentIndexing::SearchProcessingInfo>(request, search::ZYSearchReq::processingInfo);
     fill_additional_search_processing_info(&*info, "ENABLE_MIXEDVIEWSEARCH", "true");
     if (!caseSensitiveSearch) {
         fill_additional_search_processing_info(&*info, "CASE_INSENSITIVE", "true");
@@ -65,7 +69,7 @@ int index_iface::browse_by_path_zysearch(const index_iface_browse_fields& fields
     int ret = 0;
     int count = page_size;
     for (int offset = 0; count >= page_size; offset += page_size) {  // a full page may be followed by an empty one
-        info->setint64(2, 2, offset);
+        set_number(*info, search::SearchProcessingInfo::pageStart, offset);
         ret = browse_common_zysearch(request, results, count, false, fields, real_time, false);
         if (ret != 0) {
             delete_browse_memory(results);
@@ -79,14 +83,14 @@ int index_iface::find_by_path_zysearch(const index_iface_browse_fields& fields, 
     const index_iface_time_t real_time = upper_bound_of(fields);
     KT5ContentIndexing::ZYSearchReq request;
     fill_path_head(request, fields, real_time, "EXACT_PATH", 1);
-    auto info = request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
+    auto info = child_to_write<KT5ContentIndexing::SearchProcessingInfo>(request, search::ZYSearchReq::processingInfo);
     fill_additional_search_processing_info(&*info, "ENABLE_MIXEDVIEWSEARCH", "true");
     fill_additional_search_processing_info(&*info, "SORTFIELD", "VERSION_TIME");
     fill_additional_search_processing_info(&*info, "SORT_STYLE", "desc");
     if (!caseSensitiveSearch) {
         fill_additional_search_processing_info(&*info, "CASE_INSENSITIVE", "true");
     }
-    info->setint64(2, 2, 0);
+    set_number(*info, search::SearchProcessingInfo::pageStart, 0);
 
     int count = 0;
     const int ret = find_common_zysearch(request, props, count, false, fields, real_time, false);

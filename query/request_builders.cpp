@@ -4,7 +4,11 @@
 
 #include <initializer_list>
 
+#include "query/message_access.h"
+
 namespace {
+
+namespace fields = message_fields;
 
 constexpr int match_any_of = 0;
 constexpr int match_value_or_range = 2;
@@ -25,10 +29,11 @@ constexpr char columns[] =
 KT5ContentIndexing::FieldValue make_filter(const std::string& field_name, int match_mode,
                                            std::initializer_list<std::string> values) {
     KT5ContentIndexing::FieldValue filter;
-    filter.setstring(1, 1, string_to_zystring(field_name));
-    filter.setint64(3, 6, match_mode);
-    auto field_values = filter.getObjectAccessor(true, true, 2, 5, 14, 127);
-    auto list = field_values->getliststring(1, 1, true);
+    set_text(filter, fields::FieldValue::fieldName, field_name);
+    set_number(filter, fields::FieldValue::matchMode, match_mode);
+    constexpr auto values_field = fields::FieldValueList::valueList;
+    auto list = child_to_write(filter, fields::FieldValue::fieldValues)
+                    ->getliststring(values_field.number, values_field.tag, true);
     for (const std::string& value : values) {
         list->push_back(string_to_zystring(value));
     }
@@ -39,35 +44,40 @@ KT5ContentIndexing::FieldValue make_filter(const std::string& field_name, int ma
 
 void fill_common1(KT5ContentIndexing::ZYSearchReq& request, unsigned long subclient_id, int cloud_id,
                   const std::string& server_name) {
-    request.setint64(6, 6, 4);
-    auto filter_set = request.getObjectAccessor(true, true, 2, 2, 14, 157);
+    set_number(request, fields::ZYSearchReq::searchMode, 4);
+    auto filter_set = child_to_write(request, fields::ZYSearchReq::filterSet);
 
     KT5ContentIndexing::ZYSearchGroup state_group;
-    state_group.setint64(3, 3, group_mode);
-    auto criteria = state_group.getObjectAccessor(true, true, 4, 4, 14, 150);
-    criteria->setint64(3, 6, group_mode);
-    criteria->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true)
+    set_number(state_group, fields::ZYSearchGroup::groupMode, group_mode);
+    auto criteria = child_to_write(state_group, fields::ZYSearchGroup::criteria);
+    set_number(*criteria, fields::FieldCriteria::criteriaMode, group_mode);
+    list_to_write<KT5ContentIndexing::FieldValue>(*criteria, fields::FieldCriteria::criteriaFields)
         ->push_back(
             make_filter("CISTATE", match_any_of,
                         {"0", "1", "2", "12", "13", "14", "15", "16", "17", "1014", "1016", "2016", "3334", "3335"}));
-    filter_set->getlistobject<KT5ContentIndexing::ZYSearchGroup>(4, 4, true)->push_back(state_group);
+    list_to_write<KT5ContentIndexing::ZYSearchGroup>(*filter_set, fields::SearchFilterSet::baseGroups)
+        ->push_back(state_group);
 
-    auto keyword = filter_set->getObjectAccessor(true, true, 1, 1, 14, 154);
-    keyword->setstring(1, 1, string_to_zystring("*"));
-    keyword->setint64(2, 5, 2);
+    auto keyword = child_to_write(*filter_set, fields::SearchFilterSet::keyword);
+    set_text(*keyword, fields::SearchKeyword::keywordText, "*");
+    set_number(*keyword, fields::SearchKeyword::keywordMode, 2);
 
     KT5ContentIndexing::ZYOrbitSecurityGroup security;
-    security.getlistint(2, 2, true)->push_back(static_cast<int>(subclient_id));
+    constexpr auto ids_field = fields::ZYOrbitSecurityGroup::subclientIds;
+    security.getlistint(ids_field.number, ids_field.tag, true)->push_back(static_cast<int>(subclient_id));
     KT5ContentIndexing::FieldValue scope;  // a name alone: neither values nor a mode
-    scope.setstring(1, 1, string_to_zystring("SubClient"));
-    security.getlistobject<KT5ContentIndexing::FieldValue>(7, 7, true)->push_back(scope);
-    filter_set->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)->push_back(security);
+    set_text(scope, fields::FieldValue::fieldName, "SubClient");
+    list_to_write<KT5ContentIndexing::FieldValue>(security, fields::ZYOrbitSecurityGroup::scopeFields)
+        ->push_back(scope);
+    list_to_write<KT5ContentIndexing::ZYOrbitSecurityGroup>(*filter_set, fields::SearchFilterSet::securityGroups)
+        ->push_back(security);
 
     KT5ContentIndexing::CIServer server;
-    server.setint64(2, 2, cloud_id);
-    request.getlistobject<KT5ContentIndexing::CIServer>(7, 7, true)->push_back(server);
+    set_number(server, fields::CIServer::serverCloudId, cloud_id);
+    list_to_write<KT5ContentIndexing::CIServer>(request, fields::ZYSearchReq::servers)->push_back(server);
 
-    request.getObjectAccessor(true, true, 8, 8, 14, 1)->setstring(2, 5, string_to_zystring(server_name));
+    set_text(*child_to_write(request, fields::ZYSearchReq::serverRef), fields::SearchServerRef::serverName,
+             server_name);
 }
 
 void fill_time_filter(filter_list* filters, const std::string& field_name, long long high, long long low) {
@@ -99,13 +109,14 @@ void fill_default_search_processing_info(KT5ContentIndexing::SearchProcessingInf
     field_list += is_solr_cloud ? cloud_columns : columns;
     fill_additional_search_processing_info(info, "RESPONSE_FIELD_LIST", field_list);
     fill_additional_search_processing_info(info, "NONWINDOWS_PLATFORM", "true");
-    info->setint64(1, 1, count);
+    set_number(*info, fields::SearchProcessingInfo::pageSize, count);
 }
 
 void fill_additional_search_processing_info(KT5ContentIndexing::SearchProcessingInfo* info, const std::string& name,
                                             const std::string& value) {
     KT5ContentIndexing::SearchParameters parameter;
-    parameter.setstring(1, 1, string_to_zystring(name));
-    parameter.setstring(2, 5, string_to_zystring(value));
-    info->getlistobject<KT5ContentIndexing::SearchParameters>(5, 5, true)->push_back(parameter);
+    set_text(parameter, fields::SearchParameters::paramName, name);
+    set_text(parameter, fields::SearchParameters::paramValue, value);
+    list_to_write<KT5ContentIndexing::SearchParameters>(*info, fields::SearchProcessingInfo::parameters)
+        ->push_back(parameter);
 }
