@@ -40,6 +40,14 @@ struct http_answer {
 /// EINVAL (the request), EIO and so on. The text names method, address and reason, and never the token. Any thread.
 CXoError http_exchange(const http_request& request, http_answer& answer);
 
+/// While `on`, exchanges under way fail within about a second and new ones at once, with ECANCELED, and a delivery
+/// that waits for its outcome gives up: for a process that is leaving and must not wait out a silent server. Any
+/// thread; safe in a signal handler.
+void interrupt_exchanges(bool on) noexcept;
+
+/// What interrupt_exchanges was last told.
+bool exchanges_interrupted() noexcept;
+
 /// `base` and `path` with exactly one slash between them.
 std::string join_url(const std::string& base, const std::string& path);
 

@@ -1,0 +1,58 @@
+// The search exchange: the pool of handles that the library keeps for each of its objects, and one POST on one of them.
+#include "host/http.h"
+
+#include <algorithm>
+#include <new>
+
+#include "hostkit/curl_exchange.h"
+#include "hostkit/log.h"
+
+class CurlWrapperCacheNode {
+public:
+    explicit CurlWrapperCacheNode(hostkit::curl_handle taken) : handle(std::move(taken)) {}
+
+    hostkit::curl_handle handle;
+};
+
+struct CurlWrapperCache::Impl {
+    hostkit::curl_pool pool;
+};
+
+CurlWrapperCache::CurlWrapperCache(long most_idle)
+    : impl_(new Impl{hostkit::curl_pool(static_cast<std::size_t>(std::max(most_idle, 0L)))}) {}
+
+CurlWrapperCache::~CurlWrapperCache() = default;
+
+CurlWrapperCacheNode* CurlWrapperCache::PopCurlWrapper() {
+    hostkit::curl_handle handle = impl_->pool.take();
+    return handle ? new (std::nothrow) CurlWrapperCacheNode(std::move(handle)) : nullptr;
+}
+
+void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
+    if (node == nullptr) return;
+    impl_->pool.give_back(std::move(node->handle), failed);
+    delete node;
+}
+
+int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& request, std::string&,
+                     std::string& response) {
+    response.clear();
+    hostkit::http_request post;
+    post.method = "POST";
+    post.url = url;
+    post.content_type = "application/xml";
+    post.body.swap(request);
+    hostkit::http_answer answer;
+    const CXoError error = hostkit::exchange_on(node == nullptr ? nullptr : node->handle.get(), post, answer);
+    request.swap(post.body);
+    if (error.IsError()) {
+        HOSTKIT_LOG(-1, "search exchange failed: %s", error.AsString().c_str());
+        return -FXErrorUtil::GetErrNo(error);
+    }
+    if (answer.status != 200) {
+        HOSTKIT_LOG(-1, "the search service answered with status %ld", answer.status);
+        return -static_cast<int>(answer.status);
+    }
+    response = std::move(answer.body);
+    return 0;
+}
