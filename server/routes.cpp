@@ -1,0 +1,119 @@
+// The table of endpoints, authorisation, and the search exchange.
+#include "server/routes.h"
+
+#include <utility>
+
+#include <boost/json.hpp>
+
+#include "host/message_classes.h"
+#include "server/collect_routes.h"
+#include "server/management.h"
+#include "server/share_routes.h"
+
+namespace index_server {
+
+namespace {
+
+constexpr const char* search_path = "/ZYWebService.svc/doWebSearch";
+const std::string management_prefix = "/management/";
+const std::string collect_prefix = "/collect/transactions";
+constexpr const char* shares_path = "/api/shares";
+
+/// errorCode of a request that names no share that the server has.
+constexpr long long unknown_share_code = 22;
+
+bool begins_with(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+http_plan answered(http_reply reply) {
+    http_plan plan;
+    plan.reply = std::move(reply);
+    return plan;
+}
+
+/// A plan for work that takes the body whole and gives its answer at once.
+template <class Work>
+http_plan worked(std::size_t most_body_bytes, lane work_lane, Work work) {
+    http_plan plan;
+    plan.most_body_bytes = most_body_bytes;
+    plan.work_lane = work_lane;
+    plan.run = [work](const std::string& body, const reply_sink& reply) { reply(work(body)); };
+    return plan;
+}
+
+/// The share that a search asks, by its subclient; 0 when it names none.
+std::int64_t subclient_of(KT5ContentIndexing::ZYSearchReq& request) {
+    auto filters = request.getObjectAccessor(true, false, 2, 2, 14, 157);
+    auto groups = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
+    if (groups->empty()) return 0;
+    auto subclients = groups->front().getlistint(2, 2, false);
+    return subclients->empty() ? 0 : subclients->front();
+}
+
+}  // namespace
+
+http_reply error_reply(unsigned status, const std::string& text) {
+    return {status, boost::json::serialize(boost::json::object{{"error", text}})};
+}
+
+routes::routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
+               transactions& collects)
+    : settings_(settings), storage_(storage), shares_(shares), tokens_(tokens), collects_(collects) {}
+
+http_plan routes::plan(const http_head& head) {
+    // Probes carry no token, and learn nothing but that the server lives.
+    if (head.path == "/healthz" && head.method == "GET") return answered({200, "ok", "text/plain"});
+    const std::optional<grant> asker = head.token ? tokens_.check(*head.token) : std::nullopt;
+    if (!asker) return answered(error_reply(401, "a valid token is required"));
+    if (head.path == search_path && head.method == "POST") return plan_search(*asker);
+    if (begins_with(head.path, management_prefix)) {
+        return plan_management(head, *asker, head.path.substr(management_prefix.size()));
+    }
+    if (head.path == collect_prefix || begins_with(head.path, collect_prefix + "/")) {
+        return plan_collect(head, head.path.substr(collect_prefix.size()), *asker, settings_, shares_, collects_);
+    }
+    if (head.path == shares_path) return plan_shares(head, *asker);
+    return answered(error_reply(404, "no such endpoint"));
+}
+
+http_plan routes::plan_search(const grant& asker) {
+    return worked(settings_.max_search_bytes, lane::search,
+                  [this, asker](const std::string& body) { return search(asker, body); });
+}
+
+http_plan routes::plan_management(const http_head& head, const grant& asker, const std::string& tag) {
+    if (head.method != "POST" || !is_management_tag(tag)) return answered(error_reply(404, "no such endpoint"));
+    return worked(settings_.max_management_bytes, lane::search,
+                  [this, asker, tag](const std::string& body) { return answer_management(tag, body, asker, shares_); });
+}
+
+http_plan routes::plan_shares(const http_head& head, const grant& asker) {
+    if (!asker.is_admin) return answered(error_reply(403, "this takes the admin token"));
+    if (head.method == "GET") return answered(list_shares(shares_));
+    if (head.method != "POST") return answered(error_reply(404, "no such endpoint"));
+    return worked(settings_.max_management_bytes, lane::collect,
+                  [this](const std::string& body) { return answer_registration(body, shares_); });
+}
+
+http_reply routes::search(const grant& asker, const std::string& body) {
+    std::string text = body;
+    KT5ContentIndexing::ZYSearchReq request;
+    if (request.unserialize(text) != 0) return error_reply(400, "the body is not a search request");
+    const std::int64_t subclient = subclient_of(request);
+    if (subclient != 0 && !asker.covers(subclient)) return error_reply(403, "the token does not grant this share");
+    KT5ContentIndexing::ZYSearchResp response;
+    if (const std::optional<share> target = shares_.by_subclient(subclient)) {
+        storage_.search(*target, request, response);
+    } else {
+        CNMessageBase& error = response.getlistobject<KT5ContentIndexing::Error>(1, 1, true)->emplace_back();
+        error.setint64(1, 1, unknown_share_code);
+        error.setstring(2, 2, "the security group names no share of this server");
+    }
+    http_reply reply;
+    reply.content_type = "text/xml; charset=utf-8";
+    response.serialize(reply.body, false);
+    return reply;
+}
+
+}  // namespace index_server

@@ -1,0 +1,36 @@
+// Who answers which request, and who may ask it.
+#pragma once
+
+#include <string>
+
+#include "server/engine.h"
+#include "server/http_service.h"
+#include "server/index_server.h"
+#include "server/share_registry.h"
+#include "server/token_store.h"
+#include "server/transactions.h"
+
+namespace index_server {
+
+/// The server's endpoints. All objects outlive it.
+class routes : public http_service {
+public:
+    routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
+           transactions& collects);
+
+    http_plan plan(const http_head& head) override;
+
+private:
+    http_plan plan_search(const grant& asker);
+    http_plan plan_management(const http_head& head, const grant& asker, const std::string& tag);
+    http_plan plan_shares(const http_head& head, const grant& asker);
+    http_reply search(const grant& asker, const std::string& body);
+
+    const server_settings& settings_;
+    engine& storage_;
+    share_registry& shares_;
+    const token_store& tokens_;
+    transactions& collects_;
+};
+
+}  // namespace index_server

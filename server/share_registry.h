@@ -1,0 +1,43 @@
+// The registered shares, held in memory so that no look-up waits for the storage.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+#include <vector>
+
+#include "server/engine.h"
+#include "server/index_server.h"
+#include "server/token_store.h"
+
+namespace index_server {
+
+/// The shares of one server. Any thread.
+class share_registry {
+public:
+    share_registry(engine& storage, token_store& tokens);
+
+    /// Registers or finds the share of that name, durably, and issues a token for it. Throws std::invalid_argument
+    /// for a name that no share may have, std::runtime_error when the storage fails.
+    share_access register_share(const std::string& name);
+
+    std::optional<share> by_subclient(std::int64_t subclient_id) const;
+    std::optional<share> by_client(std::int64_t client_id) const;
+    std::optional<share> by_index_server(const std::string& index_server_name) const;
+    /// All of them, by subclient id.
+    std::vector<share> all() const;
+
+private:
+    template <class Test>
+    std::optional<share> first(Test test) const;
+
+    engine& storage_;
+    token_store& tokens_;
+    mutable std::shared_mutex mutex_;  // guards shares_; never held across the storage
+    std::map<std::int64_t, share> shares_;
+};
+
+}  // namespace index_server

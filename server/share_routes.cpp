@@ -1,0 +1,46 @@
+// Shares as JSON.
+#include "server/share_routes.h"
+
+#include <stdexcept>
+
+#include <boost/json.hpp>
+
+namespace index_server {
+
+namespace {
+
+template <class Share>
+boost::json::object as_json(const Share& one) {
+    return {{"name", one.name},           {"subclient_id", one.subclient_id},
+            {"client_id", one.client_id}, {"folder_id", one.folder_id},
+            {"root_guid", one.root_guid}, {"index_server_name", one.index_server_name}};
+}
+
+}  // namespace
+
+http_reply answer_registration(const std::string& body, share_registry& shares) {
+    boost::json::error_code malformed;
+    const boost::json::value request = boost::json::parse(body, malformed);
+    const boost::json::object* fields = malformed ? nullptr : request.if_object();
+    const boost::json::value* name = fields == nullptr ? nullptr : fields->if_contains("name");
+    if (name == nullptr || !name->is_string() || fields->size() != 1) {
+        return error_reply(400, "the body is not {\"name\":\"...\"}");
+    }
+    try {
+        const share_access access = shares.register_share(std::string(name->get_string()));
+        boost::json::object answer = as_json(access);
+        answer["token"] = access.token;
+        return {200, boost::json::serialize(answer)};
+    } catch (const std::invalid_argument& refusal) {
+        return error_reply(400, refusal.what());
+    }
+}
+
+http_reply list_shares(const share_registry& shares) {
+    boost::json::array list;
+    for (const share& one : shares.all())
+        list.push_back(as_json(one));
+    return {200, boost::json::serialize(list)};
+}
+
+}  // namespace index_server

@@ -1,0 +1,59 @@
+// Tokens: SHA-256 hashes in storage and in memory.
+#include "server/token_store.h"
+
+#include <mutex>
+#include <stdexcept>
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+
+#include "server/hex_text.h"
+
+namespace index_server {
+
+namespace {
+
+constexpr std::size_t token_bytes = 32;
+
+/// SHA-256 in hex. A token has 256 random bits, so its hash needs neither salt nor stretching.
+std::string hash_of(const std::string& token) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned size = 0;
+    if (EVP_Digest(token.data(), token.size(), digest, &size, EVP_sha256(), nullptr) != 1) {
+        throw std::runtime_error("SHA-256 is not available");
+    }
+    return to_hex(digest, size);
+}
+
+}  // namespace
+
+token_store::token_store(engine& storage, const std::string& admin_token) : storage_(storage) {
+    for (const token_grant& stored : storage.tokens()) {
+        grants_[stored.hash] = grant{stored.subclient_id == 0, stored.subclient_id};
+    }
+    grants_[hash_of(admin_token)] = grant{true, 0};
+}
+
+std::string token_store::issue(std::int64_t subclient_id) {
+    std::string token = random_hex(token_bytes);
+    const std::string hash = hash_of(token);
+    storage_.add_token({hash, subclient_id});
+    const std::unique_lock lock(mutex_);
+    grants_[hash] = grant{false, subclient_id};
+    return token;
+}
+
+std::optional<grant> token_store::check(const std::string& token) const {
+    const std::string hash = hash_of(token);
+    const std::shared_lock lock(mutex_);
+    // How long the search takes tells something of a hash at most, from which no token can be made; whether two
+    // hashes are equal is decided in constant time.
+    const auto found = grants_.lower_bound(hash);
+    if (found == grants_.end() || found->first.size() != hash.size() ||
+        CRYPTO_memcmp(found->first.data(), hash.data(), hash.size()) != 0) {
+        return std::nullopt;
+    }
+    return found->second;
+}
+
+}  // namespace index_server

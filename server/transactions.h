@@ -1,0 +1,116 @@
+// Collect transactions: from a file that arrived whole to its outcome.
+//
+//   storing --put_transaction--> queued --worker--> processing --applied or refused--> ended
+//                                   `--close--> closing --> ended
+//
+//   T1  At most one transaction of a share is not ended.
+//   T2  What was answered as queued survives: its file and its record are synced before the answer.
+//   T3  An outcome is stored before anybody hears of it, and the spooled file goes only after that. When storing it
+//       fails the file stays, and the next start applies it again, which changes nothing.
+//   T4  After a crash every open record is settled before the server listens: applied when its file is there whole,
+//       failed otherwise.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "server/engine.h"
+#include "server/long_polls.h"
+#include "server/share_registry.h"
+#include "server/spool_file.h"
+
+namespace index_server {
+
+/// Thrown by a submission while the server is stopping.
+struct is_stopping {};
+
+/// What a submission led to.
+struct submission {
+    bool accepted = false;
+    std::string id;  ///< the new transaction, or the open one that stands in the way
+    App::ProcessingStatus status = App::ProcessingStatus_UNKNOWN;
+};
+
+/// Any thread may call any operation but `recover`, `start` and `stop`, which belong to the owner's thread. Failures of
+/// storage and disk are thrown as std::runtime_error.
+class transactions {
+public:
+    /// Receives a transaction, or nothing when its id is unknown. Runs on any thread, exactly once.
+    using answer = std::function<void(std::optional<transaction_record>)>;
+
+    transactions(engine& storage, const share_registry& shares, std::string spool_directory);
+    /// Stops.
+    ~transactions();
+    transactions(const transactions&) = delete;
+    transactions& operator=(const transactions&) = delete;
+
+    /// Settles what a former run left open, and empties the spool.
+    void recover();
+    void start(unsigned workers);
+    /// Lets the files being applied come to their end; answers all waiters; queued files stay for the next start.
+    void stop();
+
+    /// The share that an id belongs to; nothing when the text is no id.
+    static std::optional<std::int64_t> subclient_of(const std::string& id);
+
+    /// The open transaction of a share. Never waits for the storage.
+    std::optional<transaction_record> open_of(std::int64_t subclient_id) const;
+
+    /// A place for a file of the share.
+    std::unique_ptr<spool_file> make_file(std::int64_t subclient_id) const;
+
+    /// Makes a transaction of a file that arrived whole, unless one of the share is open. Throws is_stopping, too.
+    submission submit(spool_file& file, std::int64_t subclient_id);
+
+    std::optional<transaction_record> find(const std::string& id) const;
+    std::optional<transaction_record> last(std::int64_t subclient_id) const;
+
+    /// Answers when the transaction has ended or the time is over.
+    void wait(const std::string& id, std::chrono::milliseconds limit, const answer& done);
+
+    /// Drops a queued transaction; answers at once. One that is being stored or processed is waited for.
+    void close(const std::string& id, std::chrono::milliseconds limit, const answer& done);
+
+private:
+    enum class stage { storing, queued, processing, closing, ended };
+    struct entry {
+        transaction_record record;
+        stage at = stage::ended;
+    };
+
+    void work();
+    bool settle(const transaction_record& record);
+    apply_outcome apply(const transaction_record& record);
+    bool put_outcome(const transaction_record& record);
+    void end(const transaction_record& record);
+    transaction_record find_for_waiter(const std::string& id) const noexcept;
+    bool begin_close(const std::string& id, transaction_record& record);
+    /// locks: mutex_ held. The entry of the id when it is its share's latest one.
+    entry* latest(const std::string& id);
+
+    engine& storage_;
+    const share_registry& shares_;
+    const std::string spool_;
+    long_polls polls_;
+
+    // mutex_ guards latest_, queue_ and stopping_. Never held across the storage, file work or an answer; the long
+    // polls' own mutex may be taken under it.
+    mutable std::mutex mutex_;
+    std::condition_variable queued_;
+    std::map<std::int64_t, entry> latest_;  // the latest transaction of each share, of this run
+    std::deque<std::string> queue_;
+    bool stopping_ = false;
+    std::vector<std::thread> workers_;
+};
+
+}  // namespace index_server
