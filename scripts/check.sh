@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# The checks that everybody runs alike.
+# usage: scripts/check.sh format|lint|asan|tsan|clang|all
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+library_folders=(core journal cache flush query discovery observability hostkit)
+
+sources() { git ls-files -- '*.h' '*.cpp'; }
+
+check_format() {
+    scripts/install-packages.sh clang-format
+    sources | xargs clang-format --dry-run -Werror
+}
+
+check_lint() {
+    scripts/install-packages.sh clang-tidy
+    cmake --preset debug >/dev/null
+    git ls-files -- "${library_folders[@]/%//*.cpp}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/debug --quiet
+}
+
+check_sanitized() {
+    scripts/build.sh "$1"
+    ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 \
+        UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+        TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+        scripts/run-tests.sh "$1"
+}
+
+check_clang() {
+    scripts/install-packages.sh clang
+    scripts/build.sh clang
+}
+
+case ${1:-} in
+    format) check_format ;;
+    lint) check_lint ;;
+    asan | tsan) check_sanitized "$1" ;;
+    clang) check_clang ;;
+    all)
+        for check in format lint clang asan tsan; do
+            echo "== $check"
+            "$0" "$check"
+        done
+        ;;
+    *)
+        echo "usage: scripts/check.sh format|lint|asan|tsan|clang|all" >&2
+        exit 2
+        ;;
+esac
