@@ -1,0 +1,131 @@
+// The command line program: reads the command line and runs one subcommand.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <functional>
+
+#include "iif/commands.h"
+#include "share/state_dir.h"
+
+namespace {
+
+using namespace iif;
+
+constexpr const char* time_help = "RFC 3339, seconds since the epoch, or \"2 hours ago\"";
+
+struct chosen {
+    std::function<exit_code()> run;
+};
+
+void add_common(CLI::App& command, common_options& options) {
+    command.add_option("--config", options.config, "INI file with settings (default: $INDEX_IFACE_CONFIG)");
+    command.add_option("--log-level", options.log_level, "-1 errors ... 7 everything (default 0)")
+        ->check(CLI::Range(-1, 7));
+    command.add_option("--log-file", options.log_file, "Write the log there instead of standard error");
+}
+
+void add_serving(CLI::App& command, serve_options& options) {
+    command.add_option("DIR", options.directory, "The directory tree to serve")->required();
+    command.add_option("--state", options.state, "Where journals and the share's identity live");
+    command.add_option("--share", options.share, "Name of the share (default: named after DIR)");
+    command.add_flag("--once", options.once, "Leave after one pass, when everything has been delivered");
+    command.add_option("--rescan", options.rescan_s, "Seconds between two passes")
+        ->check(CLI::Range(1L, 86400L * 366))
+        ->capture_default_str();
+    add_common(command, options.common);
+}
+
+void add_up(CLI::App& app, serve_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("up", "Index DIR: server and share host in one process");
+    add_serving(command, options);
+    command.callback([&] { choice.run = [&] { return run_up(options); }; });
+}
+
+void add_share(CLI::App& app, serve_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("share", "Report DIR to an index server that runs elsewhere");
+    add_serving(command, options);
+    command.add_option("--server", options.server_url, "URL of the index server")->required();
+    auto* admin = command.add_option("--admin-token-file", options.admin_token_file,
+                                     "File with the server's admin token, to register the share");
+    command.add_option("--token-file", options.token_file, "File with what a registration of the share answered")
+        ->excludes(admin);
+    command.callback([&] { choice.run = [&] { return run_share(options); }; });
+}
+
+void add_server(CLI::App& app, server_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("server", "Run the index server alone");
+    command.add_option("--data", options.data, "Directory of the index")->required();
+    command.add_option("--listen", options.listen, "Numeric address to listen on")->capture_default_str();
+    command.add_option("--port", options.port, "Port to listen on; 0 takes a free one")->capture_default_str();
+    command.add_flag("--allow-plain", options.allow_plain, "Let other machines in without TLS");
+    add_common(command, options.common);
+    command.callback([&] { choice.run = [&] { return run_server(options); }; });
+}
+
+void add_query(CLI::App& app, const char* name, const char* help, query_options& options, chosen& choice,
+               exit_code (*run)(const query_options&)) {
+    CLI::App& command = *app.add_subcommand(name, help);
+    command.add_option("PATH", options.path, "Path in the share, beginning with /")->required();
+    command.add_option("--at", options.at, std::string("As it was at that moment: ") + time_help);
+    auto* json = command.add_flag("--json", options.json,
+                                  "One JSON object a line; names keep the percent-encoding of the index");
+    command.add_flag("--long", options.wide, "With mode, owner, size and time")->excludes(json);
+    auto* share = command.add_option("--share", options.share, "Which share; not needed when there is just one");
+    command.add_option("--state", options.state, "The share's state directory")->excludes(share);
+    command.add_option("--timeout", options.timeout_s, "Seconds to wait for changes that are under way")
+        ->check(CLI::Range(0.0, 86400.0))
+        ->capture_default_str();
+    add_common(command, options.common);
+    command.callback([&choice, &options, run] { choice.run = [&options, run] { return run(options); }; });
+}
+
+void add_journal(CLI::App& app, journal_options& options, chosen& choice) {
+    CLI::App& journal = *app.add_subcommand("journal", "Look after journal files, offline");
+    journal.require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, exit_code (*run)(const journal_options&)) {
+        CLI::App& command = *journal.add_subcommand(name, help);
+        command.add_option("DIR", options.directory, "A journal directory or a state directory")->required();
+        command.callback([&choice, &options, run] { choice.run = [&options, run] { return run(options); }; });
+        return &command;
+    };
+    add("list", "The journal files with size, lines and state", run_journal_list);
+    add("cat", "The recorded changes, readable", run_journal_cat)
+        ->add_flag("--json", options.json, "One JSON object a line");
+    add("check", "Say what is damaged; exit code 4 when something is", run_journal_check);
+    add("repair", "Copy a file with an incomplete last line, then cut that line", run_journal_repair);
+}
+
+int report(exit_code code, const char* sentence) {
+    std::fprintf(stderr, "iif: %s\n", sentence);
+    return static_cast<int>(code);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    serve_options up, share;
+    server_options server;
+    query_options find, ls;
+    journal_options journal;
+    chosen choice;
+    CLI::App app{"A searchable index of a directory tree, now and at any past moment", "iif"};
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 done, 1 not found, 2 usage, 3 cannot reach, 4 refused.");
+    add_up(app, up, choice);
+    add_server(app, server, choice);
+    add_share(app, share, choice);
+    add_query(app, "find", "What is known of the object at PATH", find, choice, run_find);
+    add_query(app, "ls", "The entries of the directory at PATH", ls, choice, run_ls);
+    add_journal(app, journal, choice);
+    try {
+        app.parse(argc, argv);
+        return static_cast<int>(choice.run());
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);
+    } catch (const program_error& error) {
+        return report(error.code(), error.what());
+    } catch (const share_host::state_in_use& error) {
+        return report(exit_code::refused, (std::string(error.what()) + "; end it or wait for it").c_str());
+    } catch (const std::exception& error) {
+        return report(exit_code::cannot_reach, error.what());
+    }
+}

@@ -1,0 +1,135 @@
+// The operators' tool on journal files, whole and damaged.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "iif/exit_code.h"
+#include "iif/journal_files.h"
+#include "iif/journal_line.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace iif;
+
+const std::string whole_line =
+    "*??|<ADD>|<SHOW>|<VTIM>5000000000|<VTMS>5|<ADDV>1|<VGID>VG71|<BAP>OG71|<EPG>OG10|<OTYP>1|<FS>512|<MODE>33188|"
+    "<CPRP>custom_owner:ann|<ERP>/5/docs/a.txt|";
+
+class journal_tools : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = testing::TempDir() + "journal_tools_XXXXXX";
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        directory = name;
+    }
+    void TearDown() override { fs::remove_all(directory); }
+
+    fs::path write(const std::string& name, const std::string& content) {
+        const fs::path file = directory / name;
+        fs::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
+        return file;
+    }
+    static std::string read(const fs::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    fs::path directory;
+};
+
+TEST_F(journal_tools, finds_live_journals_and_passes_over_copies) {
+    write("journal/docs/collect_file_0000000002", "");
+    write("journal/docs/collect_file_0000000001", "");
+    write("journal/docs/before-repair-1.collect_file_0000000001", "");
+    write("journal/docs/lumo_index_1_2_0.zyf", "");
+    write("journal.bkp/docs/journal/collect_file_0000000009", "");
+    fs::create_symlink(directory / "journal", directory / "again");
+    const auto found = find_journals(directory);
+    ASSERT_EQ(found.size(), 1u);
+    ASSERT_EQ(found[0].files.size(), 2u);
+    EXPECT_EQ(found[0].files[0].filename(), "collect_file_0000000001");
+    EXPECT_EQ(find_journals(found[0].path)[0].files, found[0].files);
+    EXPECT_THROW(find_journals(directory / "journal.bkp" / "nothing"), program_error);
+    EXPECT_THROW(find_journals(write("plain/file", "")), program_error);
+}
+
+TEST_F(journal_tools, a_line_is_taken_apart_and_judged) {
+    const journal_line line = parse_journal_line(whole_line);
+    EXPECT_EQ(line.fault, "");
+    EXPECT_EQ(line.operation(), "ADD");
+    EXPECT_EQ(line.value("ERP"), "/5/docs/a.txt");
+    EXPECT_EQ(line.value("CPRP"), "custom_owner:ann");
+    EXPECT_EQ(line.value("LNKT"), "");
+    const std::string cases[] = {
+        "",
+        "*??",
+        "|<UPD>|<BAP>O|",
+        "*??|<UPD>|<BAP>O",
+        "*??|<UPD>|<BAP>O|\r",
+        "*??|<BAP>O|",
+        "*??|<UPD>|<EPG>P|",
+        "*??|<UPD>|<BAP>|<EPG>P|",
+        "*??|<UPD>|<BAP>O|<WHAT>1|",
+        "*??|<UPD>|<BAP>O|<FS>12a|",
+        "*??|<UPD>|<BAP>O|<FS>-|",
+        "*??|<UPD>1|<BAP>O|",
+        "*??|<UPD>|<BAP>O|garbage|<FS>1|",
+        "*??|<UPD>|<BAP>O|<FS|",
+        std::string("*??|<UPD>|<BAP>O\0O|", 19),
+    };
+    for (const std::string& text : cases)
+        EXPECT_NE(parse_journal_line(text).fault, "") << text;
+}
+
+TEST_F(journal_tools, inspection_counts_lines_and_names_faults) {
+    const auto whole = inspect_journal(write("collect_file_1", whole_line + "\n\n" + whole_line + "\n"));
+    EXPECT_EQ(whole.lines, 2u);
+    EXPECT_EQ(whole.fault_count, 0u);
+    EXPECT_EQ(whole.size_bytes, 2 * whole_line.size() + 3);
+
+    const auto cut = inspect_journal(write("collect_file_2", whole_line + "\nrubbish\n" + whole_line.substr(0, 40)));
+    EXPECT_EQ(cut.lines, 2u);
+    EXPECT_EQ(cut.cut_bytes, 40u);
+    ASSERT_EQ(cut.faults.size(), 2u);
+    EXPECT_TRUE(cut.faults[0].starts_with("line 2: ")) << cut.faults[0];
+    EXPECT_TRUE(cut.faults[1].starts_with("line 3: ")) << cut.faults[1];
+}
+
+TEST_F(journal_tools, lines_that_cross_blocks_stay_whole) {
+    const std::string long_line = "*??|<UPD>|<BAP>O|<XATTR>" + std::string(200000, 'x') + "|";
+    const auto report = inspect_journal(write("collect_file_1", long_line + "\n" + whole_line + "\n"));
+    EXPECT_EQ(report.lines, 2u);
+    EXPECT_EQ(report.fault_count, 0u);
+}
+
+TEST_F(journal_tools, repair_keeps_a_copy_and_cuts_the_incomplete_line_alone) {
+    const std::string kept = whole_line + "\n" + std::string(100000, 'y') + "\n";
+    const std::string damaged = kept + whole_line.substr(0, 30);
+    const fs::path file = write("collect_file_0000000007", damaged);
+    const journal_repair first = repair_journal(file);
+    EXPECT_EQ(first.cut_bytes, 30u);
+    EXPECT_EQ(read(file), kept);
+    EXPECT_EQ(read(first.copy), damaged);
+    EXPECT_FALSE(first.copy.filename().string().starts_with("collect_file_"));
+
+    EXPECT_EQ(repair_journal(file).cut_bytes, 0u);
+    EXPECT_EQ(read(file), kept);
+
+    std::ofstream(file, std::ios::app) << "*??";
+    EXPECT_NE(repair_journal(file).copy, first.copy);
+    EXPECT_EQ(read(first.copy), damaged);
+}
+
+TEST_F(journal_tools, a_file_with_nothing_but_a_cut_line_becomes_empty) {
+    const fs::path file = write("collect_file_1", std::string(150000, 'z'));
+    EXPECT_EQ(repair_journal(file).cut_bytes, 150000u);
+    EXPECT_EQ(read(file), "");
+    EXPECT_EQ(repair_journal(file).cut_bytes, 0u);
+    EXPECT_THROW(repair_journal(directory / "collect_file_missing"), program_error);
+}
+
+}  // namespace
