@@ -1,0 +1,120 @@
+// Storage of messages: what is addressed how, what survives what, and what is refused.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "host/message_classes.h"
+
+namespace {
+
+using namespace KT5ContentIndexing;
+
+TEST(messages, a_new_message_holds_nothing) {
+    ZYSearchResp response;
+    EXPECT_EQ(nullptr, response.impl());
+    EXPECT_EQ(0, response.getint64(1));
+    EXPECT_EQ("", response.getstring(2, 5));
+    EXPECT_TRUE(response.getlistobject<Error>(1, 1, false)->empty());
+    EXPECT_TRUE(response.getlistint(2, 2, false)->empty());
+    EXPECT_EQ("", response.getObjectAccessor(true, false, 7, 13, 14, 33)->getstring(1, 1));
+    EXPECT_FALSE(response.isSet(1));
+    EXPECT_FALSE(response.isSet(7)) << "reading makes nothing";
+}
+
+TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
+    GResultItem item;
+    item.setint64(26, 26, -7);
+    item.getObjectAccessor(true, true, 26, 56, 14, 26)
+        ->getlistobject<NameValueMap>(1, 1, true)
+        ->emplace_back()
+        .setstring(1, 1, "a");
+    item.setint64(26, 99, 8);
+    item.setstring(2, 5, "/x");
+    EXPECT_EQ(8, item.getint64(26)) << "the tag of an integer does not matter";
+    EXPECT_EQ("/x", item.getstring(2, 5));
+    EXPECT_EQ("", item.getstring(2, 6));
+    const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
+    EXPECT_EQ("a", properties->getlistobject<NameValueMap>(1, 1, false)->at(0).getstring(1, 1));
+}
+
+TEST(messages, a_field_is_set_when_it_holds_something) {
+    CNMessageBase message(14, 31);
+    message.setint64(1, 1, 0);
+    message.setstring(2, 5, "");
+    message.getObjectAccessor(true, true, 3, 3, 1, 1);
+    message.getliststring(4, 4, true);
+    EXPECT_TRUE(message.isSet(1));
+    EXPECT_TRUE(message.isSet(2)) << "an empty text is a value";
+    EXPECT_TRUE(message.isSet(3)) << "an empty child is there";
+    EXPECT_FALSE(message.isSet(4)) << "a list without elements holds no value";
+    message.getliststring(4, 4, true)->push_back("x");
+    EXPECT_TRUE(message.isSet(4));
+}
+
+TEST(messages, references_and_handles_survive_other_fields) {
+    CNMessageBase message(14, 31);
+    message.setstring(50, 1, "kept");
+    const std::string& text = message.getstringByRef(50, 1);
+    auto child = message.getObjectAccessor(true, true, 60, 1, 14, 33);
+    auto list = message.getliststring(70, 1, true);
+    for (short field = 1; field < 50; ++field)
+        message.setstring(field, 1, "other");
+    child->setint64(1, 1, 5);
+    list->push_back("x");
+    EXPECT_EQ("kept", text);
+    EXPECT_EQ(5, message.getObjectAccessor(true, false, 60, 1, 14, 33)->getint64(1));
+    EXPECT_EQ(1u, message.getliststring(70, 1, false)->size());
+}
+
+TEST(messages, copies_are_deep) {
+    ZYSearchResp response;
+    auto items = response.getObjectAccessor(true, true, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, true);
+    items->emplace_back().setstring(2, 5, "/a");
+    items->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0644);
+
+    ZYSearchResp copy(response);
+    ZYSearchResp assigned;
+    assigned.setint64(99, 99, 1);
+    assigned = copy;
+    items->front().setstring(2, 5, "/changed");
+    items->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0);
+    for (ZYSearchResp* other : {&copy, &assigned}) {
+        GResultItem& item =
+            other->getObjectAccessor(true, false, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, false)->front();
+        EXPECT_EQ("/a", item.getstring(2, 5));
+        EXPECT_EQ(0644, item.getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
+        EXPECT_FALSE(other->isSet(99));
+    }
+}
+
+TEST(messages, a_child_set_as_a_copy_can_be_read_by_its_class_and_without) {
+    CNMessageBase request(30, 401);
+    {
+        ZyEntities::UserEntity user;
+        user.setstring(2, 5, "index");
+        request.setObjectAccessor(&user, 5, 5);
+        user.setstring(2, 5, "changed");
+    }
+    EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
+    const auto named = request.getObjectAccessor<ZyEntities::UserEntity>(true, false, 5, 5, 18, 15);
+    EXPECT_EQ("index", named->getstring(2, 5));
+    EXPECT_NE(nullptr, dynamic_cast<ZyEntities::UserEntity*>(&*named));
+    EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
+}
+
+TEST(messages, one_field_is_never_two_things) {
+    CNMessageBase message(14, 31);
+    message.setstring(1, 1, "text");
+    EXPECT_THROW(message.getliststring(1, 1, true), std::logic_error);
+    EXPECT_THROW(message.getlistobject<Error>(1, 1, false), std::logic_error);
+    EXPECT_THROW(message.getObjectAccessor(true, true, 1, 1, 14, 33), std::logic_error);
+    EXPECT_THROW(message.setObjectAccessor(&message, 1, 1), std::logic_error);
+    message.getlistobject<Error>(2, 2, true);
+    EXPECT_THROW(message.getlistobject<CIServer>(2, 2, false), std::logic_error);
+    EXPECT_THROW(message.setstring(2, 2, ""), std::logic_error);
+    message.getObjectAccessor(true, true, 3, 3, 14, 33);
+    EXPECT_THROW(message.getObjectAccessor(true, true, 3, 3, 14, 34), std::logic_error);
+    EXPECT_EQ("text", message.getstring(1, 1));
+}
+
+}  // namespace
