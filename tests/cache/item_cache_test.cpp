@@ -1,0 +1,43 @@
+// The hash table under the changes: buckets, hash, order, duplicates, emptying.
+#include "tests/support/share_test.h"
+
+using item_cache = share_test;
+
+TEST_F(item_cache, bucket_counts_and_hash_values_are_the_worked_ones) {
+    for (const auto& [limit, buckets] : {std::pair(1000, 512), {1024, 1024}, {1025, 1024}, {3, 2}, {1, 1}, {0, 512}}) {
+        arguments.flush_after_count = static_cast<std::uint32_t>(limit);
+        make();
+        ASSERT_EQ(init(), 0);
+        EXPECT_EQ(reach::num_buckets(*share), buckets);
+        add("any"), add("key");
+    }
+    EXPECT_EQ(restart(), 0);
+    auto* cache = reach::cur_cache(*share);
+    for (const auto& [key, bucket] : {std::pair("abc", 295), {"ab", 195}, {"\xe9", 466}, {"a", 194}, {"axc", 295}}) {
+        EXPECT_EQ(reach::insert_to_cache(*share, cache, key, new index_iface_props), 0);
+        EXPECT_STREQ(cache->buckets[bucket] == nullptr ? "" : cache->buckets[bucket]->key, key);
+    }
+    EXPECT_STREQ(cache->buckets[295]->hash_next->key, "abc");
+    share->dump_caches();
+    EXPECT_TRUE(logged(4,
+                       "INDEX_IFACE: bucket[295]: key1 [axc], key1_len [3], idx_ops [0], path [], version_guid [], "
+                       "object_guid [], parent_guid [], mtime [-1], vtime [-1], vtime_sec [-1], dtime [-1]."));
+}
+
+TEST_F(item_cache, duplicates_stand_side_by_side_and_the_newest_is_found) {
+    ASSERT_EQ(init(), 0);
+    add("o", "version=v1"), add("o", "version=v2"), add("O");
+    auto* cache = reach::cur_cache(*share);
+    EXPECT_EQ(items(cache), "o:1:v1 o:1:v2 O:1:v1");
+    EXPECT_EQ(reach::find_item_with_key(*share, cache, "o", -1)->props->version_guid, "v2");
+    for (const char* key : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(reach::insert_to_cache(*share, cache, key, static_cast<index_iface_props*>(nullptr)), 1);
+    }
+    EXPECT_TRUE(logged(-1, "INDEX_IFACE: Error: key ["));
+    EXPECT_EQ(reach::find_item_with_key(*share, cache, "", -1), nullptr);
+    reach::delete_cached_items(*share, cache);
+    EXPECT_EQ(cache->num_items, 0);
+    EXPECT_EQ(reach::find_item_with_key(*share, cache, "o", -1), nullptr);
+    add("again");
+    EXPECT_EQ(items(cache), "again:1:v1");
+}

@@ -1,0 +1,153 @@
+// The change operations: what is refused and in which order, what reaches cache and journal, what a backlog costs.
+#include "tests/support/share_test.h"
+
+using change = share_test;
+
+TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept) {
+    struct row {
+        int (index_iface::*operation)(const index_iface_props&);
+        const char* fields;
+        int ret;
+        long vtime_sec;
+        const char* message;
+    };
+    const auto add = &index_iface::add_item, update = &index_iface::update_item, remove = &index_iface::delete_item;
+    const char* missing_dtime = "dtime [-1] is not set.";
+    const row rows[] = {
+        {add, "object= vtime=-1", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
+        {add, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
+        {add, "vtime=-1 dtime=0", 22, -1, "Error: vtime [-1] is not set."},
+        {add, "dtime=0", 22, 5, "Error: dtime [0] cannot be specified except when deleting."},
+        {add, "object=a vtime=0 version=", 0, 0, ""},
+        {add, "object=b vtime=-1999999999 sec=3", 0, 3, ""},
+        {update, "object=", 22, -1, "Error: either object_guid [] or version_guid [v1] is an empty string."},
+        {update, "version=", 22, -1, "Error: either object_guid [o] or version_guid [] is an empty string."},
+        {update, "vtime=-1", 22, -1, "Error: vtime [-1] is not set."},
+        {update, "object=c parent= dtime=3 vtime=-1999999999", 0, -1, ""},
+        {remove, "object=", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
+        {remove, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
+        {remove, "vtime=-1", 22, -1, "Error: vtime [-1] is not set."},
+        {remove, "", 22, 5, missing_dtime},
+        {remove, "object=d version= dtime=0", 0, 5, ""},
+    };
+    ASSERT_EQ(init(), 0);
+    for (const row& r : rows) {
+        clear_log();
+        const index_iface_props props = change_of("o", r.fields);
+        EXPECT_EQ(((*share).*r.operation)(props), r.ret) << r.fields;
+        EXPECT_EQ(props.vtime_sec, r.vtime_sec) << r.fields;
+        EXPECT_EQ(logged(-1, r.message), r.ret != 0) << r.fields;
+    }
+    EXPECT_EQ(items(reach::cur_cache(*share)), "a:1: b:1:v1 c:2:v1 d:3:");
+    EXPECT_EQ(items(reach::cur_par_cache(*share)), "p1:- p1:- p1:-");
+    const std::string lines = journal();
+    EXPECT_EQ(std::ranges::count(lines, '\n'), 4);
+    EXPECT_EQ(counter("adds") + counter("updates") + counter("deletes") + counter("renames"), "2110");
+
+    reach::reject_changes(*share) = true;
+    clear_log();
+    for (const row& r : rows) {
+        const index_iface_props props = change_of("o", r.fields);
+        EXPECT_EQ(((*share).*r.operation)(props), 5);
+        EXPECT_EQ(props.vtime_sec, record_of(r.fields).vtime_sec);
+    }
+    EXPECT_EQ(share->flush(), 5);
+    EXPECT_EQ(times_logged("not able to flush previous collect files even after [0] tries. Therefore, rejecting new"),
+              static_cast<int>(std::size(rows)) + 1);
+    EXPECT_EQ(journal(), lines);
+}
+
+TEST_F(change, update_merges_into_the_same_version_of_the_current_cache_only) {
+    ASSERT_EQ(init(), 0);
+    add("o", "size=1 mode=33188");
+    update("o", "vtime=9000000000 size=2 parent= path=");
+    EXPECT_EQ(items(reach::cur_cache(*share)), "o:1:v1");
+    EXPECT_TRUE(journal().ends_with(
+        "\n*??|<UPD>|<ADDV>1|<VGID>v1|<BAP>o|<EPG>p1|<OTYP>1|<FS>2|<MODE>33188|<IEXT>0|<ERP>/5/d/o|\n"));
+    EXPECT_EQ(cached("/d/o"),
+              "op=ADD path=/d/o version=v1 object=o parent=p1 mode=33188 size=2 vtime=5000000000 sec=5 extent=0");
+    update("o", "version=v2 vtime=6000000000");
+    remove("o");
+    add("o");
+    EXPECT_EQ(items(reach::cur_cache(*share)), "o:1:v1 o:2:v2 o:3:v1 o:1:v1");
+    EXPECT_EQ(rotate(), 0);
+    update("o");
+    EXPECT_EQ(items(reach::cur_cache(*share)), "o:2:v1");
+    EXPECT_EQ(items(reach::old_cache(*share)), "o:1:v1 o:2:v2 o:3:v1 o:1:v1");
+}
+
+TEST_F(change, added_extents_and_records_that_do_not_say_carry_deletion_time_zero) {
+    ASSERT_EQ(init(), 0);
+    add("plain", "extent=0");
+    add("unsaid", "extent=-1");
+    add("extent", "extent=1");
+    update("plain2", "extent=1");
+    const std::string lines = journal();
+    EXPECT_NE(lines.find("<BAP>unsaid|<EPG>p1|<DTIM>0|<ERP>"), std::string::npos);
+    EXPECT_NE(lines.find("<BAP>extent|<EPG>p1|<OTYP>1|<DTIM>0|<IEXT>1|"), std::string::npos);
+    EXPECT_NE(lines.find("<BAP>plain|<EPG>p1|<IEXT>0|"), std::string::npos);
+    EXPECT_NE(lines.find("<BAP>plain2|<EPG>p1|<OTYP>1|<IEXT>1|"), std::string::npos);
+}
+
+TEST_F(change, merge_that_moves_the_object_carries_its_parent_entry_along) {
+    arguments.flush_after_count = 1;  // one bucket, so that the entry is found under its new text
+    ASSERT_EQ(init(), 0);
+    const std::string far(200, 'x');  // does not fit where the former text stood
+    const auto touched = [&](const std::string& guid) {
+        index_iface_browse_fields fields;
+        fields.object_guid = guid.c_str();
+        return reach::find_in_par_cache_by_guid(*share, fields) == 0;
+    };
+    add("o", "parent=p1");
+    update("o", "parent=" + far);
+    EXPECT_FALSE(touched("p1"));
+    EXPECT_TRUE(touched(far));
+    update("o", "parent=p2");
+    EXPECT_TRUE(touched("p2"));
+    EXPECT_EQ(rotate(), 0);
+    EXPECT_TRUE(touched("p2"));
+    EXPECT_EQ(deliver(), 0);
+    EXPECT_FALSE(touched("p2"));
+}
+
+TEST_F(change, backlog_wakes_the_thread_and_slows_its_producers_down) {
+    struct row {
+        std::uint32_t limit;
+        int items;
+        std::uint32_t delay;
+    };
+    const row rows[] = {{1000, 1000, 0},
+                        {1000, 1001, 1},
+                        {1000, 1100, 110},
+                        {1000, 1500, 750},
+                        {1000, 2000, 2000},
+                        {1000, 3000, 6000},
+                        {1000, 10000, 90000},
+                        {1000, 4200, 13439},
+                        {100, 210, 230},
+                        {100, 470, 1738},
+                        {3, 7, 9},
+                        {0, 12, 12},
+                        {0, 0, 0}};
+    arguments.flush_after_count = 3;
+    ASSERT_EQ(init(), 0);
+    for (const row& r : rows) {
+        reach::flush_after_count(*share) = r.limit;
+        reach::cur_cache(*share)->num_items = r.items;
+        EXPECT_EQ(reach::calc_throttle_delay(*share), r.delay) << r.items;
+    }
+    reach::flush_after_count(*share) = 3;
+    reach::cur_cache(*share)->num_items = 0;
+    scripted::host().sleeps.clear();
+    clear_log();
+    add("a"), add("b");
+    EXPECT_EQ(times_logged("notifying flush thread"), 0);
+    add("c");
+    EXPECT_TRUE(logged(6, "INDEX_IFACE: notifying flush thread, num_items [3], flush_after_count [3]."));
+    EXPECT_TRUE(host().sleeps.empty());
+    update("d");
+    remove("e");
+    EXPECT_EQ(host().sleeps, (std::vector<unsigned long>{1, 3}));
+    EXPECT_EQ(counter("delay_ms"), "4");
+    EXPECT_TRUE(logged(5, "INDEX_IFACE: Info: delay value [3]."));
+}

@@ -1,0 +1,96 @@
+// Where the index is and where the share lies in it: what is asked, and what every odd answer leads to.
+#include "discovery/index_location.h"
+#include "tests/support/share_test.h"
+
+using discovery = share_test;
+
+TEST_F(discovery, index_location_takes_the_first_of_everything) {
+    struct row {
+        std::string clients, engines;
+        int ret;
+        const char *outputs, *message;
+    };
+    const auto client = [](const std::string& inner) {
+        return "<clients><clientProps><indexProps><indexServer>" + inner +
+               "</indexServer></indexProps></clientProps></clients>";
+    };
+    const std::string server = "<serverClient serverClientId='31'/>", other = "<serverClient serverClientId='32'/>";
+    const std::string name = "<capabilities><serverEntity serverEntityName='idx'/></capabilities>";
+    const std::string engine = "<engines cloudId='4294967305' engineType='5'/>";
+    const char* missing = "Error: index server information not present in client propoerties obtained above.";
+    const row rows[] = {
+        {client(server + name) + client(other), engine + "<engines cloudId='1' engineType='4'/>", 0, "9 1 idx", ""},
+        {client(server + name), "<engines cloudId='3' engineType='4'/>", 0, "3 0 idx", ""},
+        {client(server + name + "<capabilities/>"), engine, 0, "9 1 idx", ""},
+        {"", engine, 0, "0 0 ", ""},
+        {"<clients><clientProps/></clients>", engine, -1, "0 0 ", missing},
+        {client(name), engine, -1, "0 0 idx", missing},
+        {client(server), engine, -1, "9 1 ", missing},
+        {client(server + "<capabilities/>" + name), engine, -1, "9 1 ", missing},
+        {client(server + name), "", -1, "0 0 idx", "No index servers returned. [<IndexServerList></IndexServerList>]"},
+        {client(server + name), "<wrong", -1, "0 0 idx", "Failed to unserialize response xml returned ["},
+        {"<wrong", "", -1, "0 0 ", "Error: Failed to unserialize response xml returned ["},
+    };
+    auto& management = host().management;
+    const auto ask = [&] {
+        std::string server_name;
+        int cloud_id = 0;
+        bool is_cloud = false;
+        clear_log();
+        const int ret = get_index_cloud_id(77, server_name, cloud_id, is_cloud);
+        return std::pair(ret, std::to_string(cloud_id) + " " + std::to_string(is_cloud) + " " + server_name);
+    };
+    for (const row& r : rows) {
+        management.answers[516377915].text =
+            "<GetClientPropertiesResponse>" + r.clients + "</GetClientPropertiesResponse>";
+        management.answers[223303891].text = "<IndexServerList>" + r.engines + "</IndexServerList>";
+        EXPECT_EQ(ask(), std::pair(r.ret, std::string(r.outputs))) << r.clients << r.engines;
+        EXPECT_EQ(logged(-1, r.message), *r.message != 0) << r.message;
+    }
+    script_good_host();
+    management.requests.clear();
+    EXPECT_EQ(ask().first, 0);
+    ASSERT_EQ(management.requests.size(), 2u);
+    EXPECT_NE(management.requests[0].second.find("<entities entityType=\"3\" entityId=\"77\"/>"), std::string::npos);
+    EXPECT_NE(management.requests[1].second.find("engineName=\"NFS Index\""), std::string::npos);
+    EXPECT_NE(management.requests[1].second.find("<client clientId=\"31\"/>"), std::string::npos);
+    management.answers[223303891].ret = 6;
+    EXPECT_EQ(ask(), std::pair(-1, std::string("0 0 idx")));
+    EXPECT_TRUE(logged(-1, "Failed to get cloud_id. ret_code [6]"));
+    management.answers[516377915].ret = 3;
+    EXPECT_EQ(ask(), std::pair(-1, std::string("0 0 ")));
+    EXPECT_TRUE(logged(-1, "Failed to run query [App::GetClientPropertiesRequest] err [3 : no route] input ["));
+}
+
+TEST_F(discovery, content_root_is_the_first_folder_and_its_record) {
+    struct row {
+        const char* folders;
+        int channel, ret;
+        const char *folder, *message;
+    };
+    const row rows[] = {
+        {"<folders><folder folderId='0'/></folders><folders><folder folderId='8'/></folders>", 0, 0, "/0", ""},
+        {"<folders><folder folderId='-1'/></folders>", 0, 0, "/-1", ""},
+        {"<folders/>", 0, 0, "/0", ""},
+        {"", 0, -1, "/", "ERROR: GetSyncWebFolderResp does not have sync folder information."},
+        {"<wrong", 0, -1, "/", "ERROR: GetSyncWebFolderResp does not have sync folder information."},
+        {"", 4, -1, "/", "executeStoredProcedure::Tag_GetSyncWebFolderReq failed. Error code [4]"},
+    };
+    ASSERT_EQ(init(), 0);
+    EXPECT_NE(host().management.requests.back().second.find("<user userName=\"idx\"/>"), std::string::npos);
+    EXPECT_NE(host().management.requests.back().second.find("requestFlag=\"1\""), std::string::npos);
+    for (const row& r : rows) {
+        reach::sync_folder(*share) = "/";
+        host().management.answers[509216237] = {
+            r.channel, "<GetSyncWebFolderResp>" + std::string(r.folders) + "</GetSyncWebFolderResp>"};
+        EXPECT_EQ(reach::find_content_root_dir(*share), r.ret) << r.folders;
+        EXPECT_EQ(reach::sync_folder(*share), r.folder);
+        EXPECT_EQ(logged(1, r.message), true);
+        EXPECT_EQ(share->get_query_status_msg(), r.ret == 0 ? "operational" : "failed");
+    }
+    script_good_host();
+    host().http.standing.text = search_answer({});
+    EXPECT_EQ(reach::find_content_root_dir(*share), 2);
+    EXPECT_EQ(reach::sync_folder(*share), "/5");  // stays, though the record was not found
+    EXPECT_EQ(share->get_query_status_msg(), "failed");
+}

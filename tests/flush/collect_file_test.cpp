@@ -1,0 +1,52 @@
+// The collect file: what stands in it, in which order, and what a failed write leaves.
+#include "tests/support/share_test.h"
+
+using collect_file = share_test;
+using scripted::file_op;
+
+TEST_F(collect_file, holds_updates_then_other_changes_then_extents_in_order_of_arrival) {
+    ASSERT_EQ(init(), 0);
+    for (const char* name : {"a", "e1", "b"})
+        add(name, *name == 'e' ? "extent=1 vtime=1" : "vtime=1");
+    update("c");
+    update("e2", "extent=1");
+    remove("d");
+    update("a", "size=3");  // merged: still an add, and no line of its own
+    update("f", "extent=-1");
+    EXPECT_EQ(collected(),
+              "*??|<UPD>|<ADDV>1|<VGID>v1|<BAP>c|<EPG>p1|<IEXT>0|<LFN>c|\n"
+              "*??|<UPD>|<ADDV>1|<VGID>v1|<BAP>f|<EPG>p1|<LFN>f|\n"
+              "*??|<ADD>|<SHOW>|<VTIM>1|<VTMS>0|<ADDV>1|<VGID>v1|<BAP>a|<EPG>p1|<FS>3|<IEXT>0|<LFN>a|\n"
+              "*??|<ADD>|<SHOW>|<VTIM>1|<VTMS>0|<ADDV>1|<VGID>v1|<BAP>b|<EPG>p1|<IEXT>0|<LFN>b|\n"
+              "*??|<DEL>|<ADDV>1|<VGID>v1|<BAP>d|<EPG>p1|<DTIM>5|<IEXT>0|<LFN>d|\n"
+              "*??|<ADD>|<SHOW>|<VTIM>1|<VTMS>0|<VGID>v1|<BAP>e1|<EPG>p1|<OTYP>1|<DTIM>0|<IEXT>1|<LFN>e1|\n"
+              "*??|<UPD>|<UKEY>v1|<BAP>e2|<EPG>p1|<OTYP>1|<IEXT>1|<LFN>e2|\n");
+}
+
+TEST_F(collect_file, failing_write_leaves_no_file_and_refuses_nothing) {
+    ASSERT_EQ(init(), 0);
+    update("u");
+    add("a");
+    add("e", "extent=1");
+    ASSERT_EQ(rotate(), 0);
+    const std::string groups[] = {"Failed to write UPD entries", "Failed to write ADD and other entries",
+                                  "Failed to write extents"};
+    for (const unsigned short_by : {0u, 1u}) {
+        for (int group = 0; group < 3; ++group) {
+            clear_log();
+            host().files.faults = {{file_op::write, ".zyf", short_by == 0 ? ENOSPC : 0, group, 1, short_by}};
+            EXPECT_EQ(deliver(), short_by == 0 ? ENOSPC : EIO);
+            EXPECT_TRUE(logged(-1, groups[group] + " to collect file [" + reach::collect_file(*share) + "]"));
+            EXPECT_FALSE(std::filesystem::exists(reach::collect_file(*share)));
+        }
+    }
+    host().files.faults = {{file_op::open, ".zyf", EACCES}};
+    EXPECT_EQ(deliver(), EACCES);
+    EXPECT_TRUE(logged(-1, ".zyf], flag [1601], mode [420] failed with the error ["));
+    EXPECT_TRUE(host().collect.calls.empty());
+    EXPECT_FALSE(reach::reject_changes(*share));
+    EXPECT_EQ(reach::flush_tries(*share), 7);
+    write_file(reach::collect_file(*share), std::string(9999, 'x'));
+    EXPECT_EQ(deliver(), 0);
+    EXPECT_EQ(std::ranges::count(host().collect.batches.at(0), '\n'), 3);
+}

@@ -1,0 +1,121 @@
+// The delivery of a batch: when it is forgotten, when it is kept, and what the host can see of it.
+#include "hostkit/errors.h"
+#include "tests/support/share_test.h"
+
+using delivery = share_test;
+
+TEST_F(delivery, batch_is_kept_until_the_service_has_completed_it) {
+    struct row {
+        scripted::collect_script::outcome submit, wait;
+        int ret;
+        std::vector<std::string> calls;
+        const char* message;
+    };
+    const CXoError fine, broken = FXErrorUtil::ErrorErrNo(EPIPE),
+                         open = hostkit::make_service_error(3021, EBUSY, "open");
+    const auto queued = App::ProcessingStatus_QUEUED, done = App::ProcessingStatus_COMPLETED;
+    const std::string wait = "wait 1 500 28";
+    const row rows[] = {
+        {{broken, queued}, {}, EPIPE, {"submit 28"}, "Error: SubmitNewTransaction failed, status=[1], error="},
+        {{open, queued},
+         {},
+         EBUSY,
+         {"submit 28", "query last", "close T9"},
+         "Error: SubmitNewTransaction failed, status=[1]"},
+        {{fine, queued},
+         {broken, done},
+         EPIPE,
+         {"submit 28", wait},
+         "Error: WaitForTransaction failed with the error ["},
+        {{fine, queued},
+         {fine, App::ProcessingStatus_FAILED},
+         EAGAIN,
+         {"submit 28", wait},
+         "Error: WaitForTransaction returned a failure status [4]."},
+    };
+    ASSERT_EQ(init(), 0);
+    add("a");
+    ASSERT_EQ(rotate(), 0);
+    const std::string batch = reach::old_journal_file(*share);
+    int tries = 0;
+    for (const row& r : rows) {
+        host().collect.calls.clear();
+        host().collect.submits = {r.submit};
+        host().collect.waits = {r.wait};
+        EXPECT_EQ(deliver(), r.ret);
+        EXPECT_EQ(host().collect.calls, r.calls);
+        EXPECT_TRUE(logged(-1, r.message));
+        EXPECT_EQ(share->get_flush_status_msg(), "failed " + std::to_string(++tries) + " times");
+        EXPECT_EQ(counter("flush_fails"), std::to_string(tries));
+        EXPECT_EQ(items(reach::old_cache(*share)) + reach::old_journal_file(*share), "a:1:v1" + batch);
+        EXPECT_TRUE(std::filesystem::exists(batch));
+        EXPECT_FALSE(std::filesystem::exists(reach::collect_file(*share)));
+        EXPECT_FALSE(std::filesystem::exists(root / "state.bkp/docs"));
+        host().collect.waits.clear();
+    }
+    for (auto* error : {&host().collect.close_error, &host().collect.query_error}) {
+        *error = broken;
+        host().collect.submits = {{open, queued}};
+        EXPECT_EQ(deliver(), EBUSY);  // the first error stands
+    }
+    EXPECT_TRUE(logged(-1, "Error: could not close the transaction [T9], err ["));
+    EXPECT_TRUE(logged(-1, "Error: could not get the last transaction id, err ["));
+
+    reach::reject_changes(*share) = true;
+    host().collect.on_wait = [&] {  // the batch answers, and changes go on, until the clean-up
+        EXPECT_NE(cached("/d/a"), "2");
+        EXPECT_EQ(reach::flush_tries(*share), 6);
+        reach::reject_changes(*share) = false;
+        EXPECT_EQ(add("b"), 0);
+        reach::reject_changes(*share) = true;
+    };
+    EXPECT_EQ(deliver(), 0);
+    host().collect.on_wait = nullptr;
+    EXPECT_EQ(cached("/d/a"), "2");
+    EXPECT_EQ(items(reach::old_cache(*share)) + items(reach::old_par_cache(*share)) + reach::old_journal_file(*share),
+              "");
+    EXPECT_EQ(items(reach::cur_cache(*share)), "b:1:v1");
+    EXPECT_FALSE(std::filesystem::exists(batch));
+    EXPECT_FALSE(std::filesystem::exists(reach::collect_file(*share)));
+    EXPECT_FALSE(reach::reject_changes(*share));
+    EXPECT_EQ(reach::flush_tries(*share), 0);
+    EXPECT_EQ(share->get_flush_status_msg() + counter("flush_successes"), "operational1");
+    EXPECT_TRUE(logged(2, "INDEX_IFACE: sending the collect file [" + batch + "]."));
+    EXPECT_TRUE(logged(2, "INDEX_IFACE: successfully sent the collect file [" + batch + "]."));
+    break_delivery(1);
+    ASSERT_EQ(rotate(), 0);
+    EXPECT_EQ(deliver(), EAGAIN);
+    EXPECT_EQ(share->get_flush_status_msg(), "failed 1 times");
+}
+
+TEST_F(delivery, copies_go_under_the_journals_name_and_their_failure_changes_nothing) {
+    arguments.share_suffix = "x";
+    ASSERT_EQ(init(), 0);
+    add("a");
+    const std::string line = journal();
+    const std::string sent = collected();
+    const std::filesystem::path base = root / "state.bkp/docs-x";
+    EXPECT_EQ(read_file(base / "journal/collect_file_0000000001"), line);
+    EXPECT_EQ(read_file(base / "sent_to_index/collect_file_0000000001"), sent);
+    std::filesystem::remove_all(base);
+    write_file(base, "in the way");
+    add("b");
+    collected();
+    EXPECT_EQ(times_logged("INDEX_IFACE: Error: can't create directory [" + base.string()), 2);
+    EXPECT_EQ(share->get_flush_status_msg(), "operational");
+}
+
+TEST_F(delivery, hook_file_holds_everything_back) {
+    ASSERT_EQ(init(), 0);
+    add("a");
+    ASSERT_EQ(rotate(), 0);
+    host().files.access_answers["/tmp/INDEX_IFACE_NO_FLUSH_HOOK"] = 0;
+    EXPECT_EQ(deliver(), 0);
+    EXPECT_TRUE(logged(-1, "INDEX_IFACE: Info: not flushing as hook file [/tmp/INDEX_IFACE_NO_FLUSH_HOOK] detected."));
+    EXPECT_TRUE(host().collect.calls.empty());
+    EXPECT_EQ(share->get_flush_status_msg() + counter("flush_successes") + counter("flush_fails"), "waiting00");
+    EXPECT_EQ(items(reach::old_cache(*share)), "a:1:v1");
+    host().files.access_answers.clear();
+    cycle();  // an outstanding batch without a failure is nobody's business
+    EXPECT_TRUE(host().collect.calls.empty());
+}

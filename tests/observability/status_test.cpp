@@ -1,0 +1,45 @@
+// The totals, as a host reads and clears them, and the dump.
+#include "tests/support/share_test.h"
+
+using status = share_test;
+
+TEST_F(status, counters_are_entered_beside_the_hosts_own_and_cleared_alone) {
+    ASSERT_EQ(init(), 0);
+    add("a"), add("a"), update("b"), remove("c"), found("/x");
+    EXPECT_EQ(share->flush(), 0);
+    std::map<std::string, std::string> counters{{"index.adds", "old"}, {"mine", "kept"}};
+    share->get_counters(counters);
+    std::string text;
+    for (const auto& [key, value] : counters)
+        text += key + "=" + value + " ";
+    EXPECT_EQ(
+        text,
+        "index.adds=2 index.browse_children=0 index.browse_extents=0 index.delay_ms=0 index.deletes=1 index.finds=1 "
+        "index.flush_fails=0 index.flush_successes=1 index.renames=0 index.updates=1 mine=kept ");
+    share->clear_counters();
+    share->get_counters(counters);
+    EXPECT_EQ(std::ranges::count(counters, "0", &std::pair<const std::string, std::string>::second), 10);
+    EXPECT_EQ(share->get_flush_status_msg() + share->get_query_status_msg(), "operationaloperational");
+}
+
+TEST_F(status, dump_shows_both_caches_bucket_by_bucket) {
+    arguments.flush_after_count = 2;
+    ASSERT_EQ(init(), 0);
+    add("b", "mtime=4");
+    rotate();
+    add("b"), add("a"), add("d");
+    clear_log();
+    share->dump_caches();
+    std::string order;
+    for (const auto& line : scripted::take_log()) {
+        if (line.level != 4) continue;
+        const auto key = line.text.find("key1 [");
+        order += key == std::string::npos ? "|" : line.text.substr(key + 6, 1);
+    }
+    EXPECT_EQ(order, "|dab|b");
+    share->dump_caches();
+    EXPECT_TRUE(
+        logged(4,
+               "path [/d/b], version_guid [v1], object_guid [b], parent_guid [p1], mtime [4], vtime [5000000000], "
+               "vtime_sec [5], dtime [-1]."));
+}

@@ -1,0 +1,112 @@
+// What the scripted host services do and remember. They take the place of hostkit's files, sleep, thread, collection,
+// HTTP, management and identity in the library's tests; each test begins with services that all succeed.
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/collect.h"
+#include "host/errors.h"
+
+namespace scripted {
+
+enum class file_op { open, read, write, size };
+
+/// Operations on files whose name holds `name_part`: `skip` of them pass, then `times` fail with `error_number`, or,
+/// when that is 0, write `short_by` bytes too few.
+struct file_fault {
+    file_op op;
+    std::string name_part;
+    int error_number = EIO;
+    int skip = 0;
+    int times = 1;
+    unsigned short_by = 0;
+};
+
+struct file_script {
+    std::deque<file_fault> faults;
+    std::vector<std::string> opens;             ///< "leaf flags mode"
+    std::map<std::string, int> access_answers;  ///< errno by path, 0 for present; other paths are really looked at
+};
+
+/// Outcomes are used up in order; then everything succeeds.
+struct collect_script {
+    struct outcome {
+        CXoError error;
+        App::ProcessingStatus status = App::ProcessingStatus_COMPLETED;
+    };
+    std::deque<outcome> submits;
+    std::deque<outcome> waits;
+    CXoError query_error;
+    CXoError close_error;
+    std::function<void()> on_wait;     ///< runs while the library waits for an outcome
+    std::vector<std::string> batches;  ///< the bytes of each file that was accepted
+    std::vector<std::string> calls;
+    std::string made_with;  ///< the constructor's arguments
+};
+
+struct answer {
+    int ret = 0;
+    std::string text;
+};
+
+/// Answers are used up in order; then `standing` is the answer to all.
+struct http_script {
+    std::deque<answer> answers;
+    answer standing;
+    int handles = 1000;  ///< pops that still give a handle
+    std::vector<std::string> requests;
+    std::vector<bool> puts;  ///< for each handle put back, whether its exchange failed
+    std::string url;
+};
+
+struct management_script {
+    std::map<unsigned long, answer> answers;  ///< by tag
+    std::vector<std::pair<unsigned long, std::string>> requests;
+};
+
+struct identity_script {
+    bool machine = true, client = true, subclient = true;
+    int client_id_ret = 0, details_ret = 0, results_ret = 0, host_name_ret = 0;
+    std::string url = "http://index.test/";
+    std::map<std::string, unsigned> numbers;  ///< settings, by "section.key"
+    std::atomic<int> live{0};                 ///< client objects that were not released
+};
+
+struct host_state {
+    std::mutex lock;  ///< guards what two threads of the library can reach: faults, opens, sleeps, batches, requests
+    file_script files;
+    collect_script collect;
+    http_script http;
+    management_script management;
+    identity_script identity;
+    std::vector<unsigned long> sleeps;            ///< every duration asked for; none is really slept
+    std::function<void(unsigned long)> on_sleep;  ///< runs in each sleep
+    bool refuse_threads = false;
+};
+
+host_state& host();
+
+/// Back to services that succeed, remembering nothing. No object of the library may be alive.
+void reset_host();
+
+/// Makes the nth non-throwing allocation of this thread from now on fail; 0 disarms. Tells whether one failed.
+void fail_allocation(int nth);
+bool allocation_failed();
+
+/// The one journal writer's line, kept by the recording log.
+struct log_line {
+    int level;
+    std::string text;
+};
+void set_log_level(int level);
+std::vector<log_line> take_log();
+
+}  // namespace scripted

@@ -1,0 +1,305 @@
+// The scripted services beside files: sleep and threads, collection, HTTP, management, identity, the log, and a
+// non-throwing allocation that can fail.
+#include <cstdarg>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <thread>
+
+#include "host/collect.h"
+#include "host/concurrency.h"
+#include "host/http.h"
+#include "host/identity.h"
+#include "host/log.h"
+#include "host/management.h"
+#include "tests/support/scripted_host.h"
+
+namespace {
+
+thread_local int allocations_left = 0;
+thread_local bool allocation_has_failed = false;
+
+class recording_log : public CLogWriterInterface {
+public:
+    int GetLogLevel() const override { return level.load(); }
+    void WriteLog(int line_level, const char*, int, int, int, const char* format, ...) override
+        __attribute__((format(printf, 7, 8))) {
+        char text[4096];
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(text, sizeof text, format, arguments);
+        va_end(arguments);
+        const std::lock_guard guard(lock);
+        lines.push_back({line_level, text});
+    }
+
+    std::atomic<int> level{7};
+    std::mutex lock;
+    std::vector<scripted::log_line> lines;
+};
+
+recording_log& the_log() {
+    static recording_log& log = [&]() -> recording_log& {
+        auto made = boost::shared_ptr<recording_log>(new recording_log);
+        g_ptrLogWriter = made;
+        return *made;
+    }();
+    return log;
+}
+
+template <class T>
+T take_front(std::deque<T>& queue, T otherwise) {
+    if (queue.empty()) return otherwise;
+    T front = queue.front();
+    queue.pop_front();
+    return front;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (allocations_left > 0 && --allocations_left == 0) {
+        allocation_has_failed = true;
+        return nullptr;
+    }
+    try {
+        return ::operator new(size);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+namespace scripted {
+
+host_state& host() {
+    static auto* state = new std::unique_ptr<host_state>(new host_state);
+    return **state;
+}
+
+void reset_host() {
+    auto& old = host();
+    old.~host_state();
+    new (&old) host_state;
+    set_log_level(7);
+    take_log();
+}
+
+void fail_allocation(int nth) {
+    allocations_left = nth;
+    allocation_has_failed = false;
+}
+
+bool allocation_failed() {
+    return allocation_has_failed;
+}
+
+void set_log_level(int level) {
+    the_log().level = level;
+}
+
+std::vector<log_line> take_log() {
+    const std::lock_guard guard(the_log().lock);
+    return std::exchange(the_log().lines, {});
+}
+
+}  // namespace scripted
+
+using scripted::host;
+
+// The library polls with sleeps of a second and more. A millisecond keeps its polls working.
+void XOSLEEP_InTeRnAl(unsigned long duration_ms, const char*, int) {
+    std::function<void(unsigned long)> on_sleep;
+    {
+        const std::lock_guard guard(host().lock);
+        host().sleeps.push_back(duration_ms);
+        on_sleep = host().on_sleep;
+    }
+    if (on_sleep) on_sleep(duration_ms);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+bool ZYThread::createDetachedThread(void* (*entry)(void*), void* argument) {
+    if (host().refuse_threads) {
+        last_error_ = "no threads today";
+        return false;
+    }
+    std::thread(entry, argument).detach();
+    return true;
+}
+
+std::string ZYThread::getLastError() const {
+    return last_error_;
+}
+
+struct CMarlCollectHandler::Impl {};
+
+CMarlCollectHandler::CMarlCollectHandler(std::uint64_t job_id, std::uint64_t subclient_id, const std::string& host_name,
+                                         const std::string& url, const std::string& extra, CJobControl* job_control,
+                                         std::uint64_t client_id, const std::string& focus,
+                                         const std::string& results) {
+    std::ostringstream made;
+    made << job_id << ' ' << subclient_id << ' ' << host_name << ' ' << url << " '" << extra << "' "
+         << (job_control == nullptr) << ' ' << client_id << ' ' << focus << ' ' << results;
+    host().collect.made_with = made.str();
+}
+CMarlCollectHandler::~CMarlCollectHandler() = default;
+
+void CMarlCollectHandler::SetLogLevel(int level) {
+    host().collect.made_with += " level " + std::to_string(level);
+}
+
+CXoError CMarlCollectHandler::SubmitNewTransaction(App::ProcessingStatus& status, EScanJobType type,
+                                                   const std::vector<std::string>& files, bool append) {
+    std::ostringstream bytes;
+    std::ifstream file(files.at(0), std::ios::binary);
+    if (file.peek() != std::ifstream::traits_type::eof()) bytes << file.rdbuf();
+    const std::lock_guard guard(host().lock);
+    host().collect.calls.push_back("submit " + std::to_string(type) + (append || files.size() != 1 ? " oddly" : ""));
+    const auto outcome = take_front(host().collect.submits, {CXoError(), App::ProcessingStatus_QUEUED});
+    status = outcome.status;
+    if (!outcome.error.IsError()) host().collect.batches.push_back(bytes.str());
+    return outcome.error;
+}
+
+CXoError CMarlCollectHandler::WaitForTransaction(App::ProcessingStatus& status, bool until_outcome,
+                                                 const boost::shared_ptr<CHandleNewMarlFiles>&,
+                                                 const boost::shared_ptr<CAbortOperationCheck>&, int poll_ms,
+                                                 EScanJobType type) {
+    if (host().collect.on_wait) host().collect.on_wait();
+    const std::lock_guard guard(host().lock);
+    host().collect.calls.push_back("wait " + std::to_string(until_outcome) + " " + std::to_string(poll_ms) + " " +
+                                   std::to_string(type));
+    const auto outcome = take_front(host().collect.waits, {});
+    status = outcome.status;
+    return outcome.error;
+}
+
+CXoError CMarlCollectHandler::QueryLastTransaction(std::string& transaction_id, App::ProcessingStatus& status,
+                                                   const boost::shared_ptr<CAbortOperationCheck>&) {
+    host().collect.calls.push_back("query last");
+    transaction_id = "T9";
+    status = App::ProcessingStatus_QUEUED;
+    return host().collect.query_error;
+}
+
+CXoError CMarlCollectHandler::CloseTransaction(const std::string& transaction_id) {
+    host().collect.calls.push_back("close " + transaction_id);
+    return host().collect.close_error;
+}
+
+class CurlWrapperCacheNode {};
+struct CurlWrapperCache::Impl {};
+CurlWrapperCache::CurlWrapperCache(long) {}
+CurlWrapperCache::~CurlWrapperCache() = default;
+
+CurlWrapperCacheNode* CurlWrapperCache::PopCurlWrapper() {
+    const std::lock_guard guard(host().lock);
+    return host().http.handles-- > 0 ? new CurlWrapperCacheNode : nullptr;
+}
+
+void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
+    const std::lock_guard guard(host().lock);
+    host().http.puts.push_back(failed);
+    delete node;
+}
+
+int GetCurlResponse2(CurlWrapperCacheNode*, std::string& url, std::string& request, std::string&,
+                     std::string& response) {
+    const std::lock_guard guard(host().lock);
+    host().http.url = url;
+    host().http.requests.push_back(request);
+    const auto answer = take_front(host().http.answers, host().http.standing);
+    response = answer.text;
+    return answer.ret;
+}
+
+int XMLHandler::handleXMLReq(unsigned long channel, unsigned long tag, std::string& message, std::string& error_text,
+                             std::string extra, unsigned long flags) {
+    host().management.requests.emplace_back(tag, message);
+    if (channel != 1 || !extra.empty() || flags != 0) return -9;
+    const scripted::answer& answer = host().management.answers[tag];
+    if (answer.ret == 0) {
+        message = answer.text;
+    } else {
+        error_text = "no route";
+    }
+    return answer.ret;
+}
+
+int App_ExecuteSP::executeStoredProcedure(unsigned long tag, const std::string& request, std::string& response,
+                                          void* reserved) {
+    host().management.requests.emplace_back(tag, request);
+    const scripted::answer& answer = host().management.answers[tag];
+    response = answer.text;
+    return reserved == nullptr ? answer.ret : -9;
+}
+
+const char* ZYPI_Focus::getFocus() {
+    return "Instance001";
+}
+
+ZYPlatformInfo::ZYPlatformInfo() = default;
+ZYPlatformInfo::~ZYPlatformInfo() = default;
+void ZYPlatformInfo::setFocus(const char* focus) {
+    focus_ = focus;
+    machine_ = "gateway";
+}
+const char* ZYPlatformInfo::getPhysicalMachine() const {
+    return host().identity.machine ? machine_.c_str() : nullptr;
+}
+int ZYPlatformInfo::getNumber(const char* section, const char* key, unsigned& value) const {
+    const auto found = host().identity.numbers.find(std::string(section) + "." + key);
+    if (found == host().identity.numbers.end()) return 1;
+    value = found->second;
+    return 0;
+}
+
+ZYClient::ZYClient(unsigned long client_id) : client_id_(client_id) {
+    ++host().identity.live;
+}
+int ZYClient::getClientId(unsigned long& client_id) const {
+    client_id = client_id_;
+    return host().identity.client_id_ret;
+}
+int ZYClient::getJobResultsDirectory(std::string& directory) const {
+    directory = "/results" + std::to_string(client_id_);
+    return host().identity.results_ret;
+}
+int ZYClient::getMangledHostName(std::string& host_name) const {
+    host_name = "web*host";
+    return host().identity.host_name_ret;
+}
+void ZYClient::release() {
+    --host().identity.live;
+    delete this;
+}
+
+Subclient::Subclient(unsigned long subclient_id) : subclient_id_(subclient_id) {}
+int Subclient::getMarlWebServerDetails(int& client_id, std::string& host_name, std::string& url, void*) const {
+    client_id = static_cast<int>(subclient_id_) + 1000;
+    host_name = "webhost";
+    url = host().identity.url;
+    return host().identity.details_ret;
+}
+
+ApplicationId::ApplicationId(unsigned long type, unsigned long id) : subclient_id_(type == 2 ? id : 0) {
+    ++host().identity.live;
+}
+ApplicationId::~ApplicationId() {
+    if (client_ != nullptr) client_->release();
+    delete subclient_;
+}
+ZYClient* ApplicationId::getClient(void*) {
+    if (client_ == nullptr && host().identity.client) client_ = new ZYClient(77);
+    return client_;
+}
+Subclient* ApplicationId::getSubclient(void*) {
+    if (subclient_ == nullptr && host().identity.subclient) subclient_ = new Subclient(subclient_id_);
+    return subclient_;
+}
+void ApplicationId::release() {
+    --host().identity.live;
+    delete this;
+}

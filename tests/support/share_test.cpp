@@ -1,0 +1,140 @@
+// The fixture's verbs.
+#include "tests/support/share_test.h"
+
+#include <unistd.h>
+#include <fstream>
+#include <sstream>
+
+#include "flush/event.h"
+
+share_test::share_test() {
+    scripted::reset_host();
+    script_good_host();
+    std::string name = (std::filesystem::temp_directory_path() / "index_iface_test.XXXXXX").string();
+    root = mkdtemp(name.data());
+    root_text = (root / "state").string();
+    arguments.subclient_id = 42;
+    arguments.flush_after_count = 512;
+    arguments.root_dir = root_text.c_str();
+    arguments.share_name = "docs";
+}
+
+share_test::~share_test() {
+    share.reset();
+    std::filesystem::remove_all(root);
+}
+
+void share_test::script_good_host() {
+    scripted::host().http.standing.text = search_answer({"path=/5 name=5 object=root"});
+    scripted::host().management.answers = {
+        {516377915,
+         {0,
+          "<GetClientPropertiesResponse><clients><clientProps><indexProps><indexServer><serverClient "
+          "serverClientId='31'/><capabilities><serverEntity serverEntityName='idx'/></capabilities></indexServer>"
+          "</indexProps></clientProps></clients></GetClientPropertiesResponse>"}},
+        {223303891, {0, "<IndexServerList><engines cloudId='9' engineType='4'/></IndexServerList>"}},
+        {509216237, {0, "<GetSyncWebFolderResp><folders><folder folderId='5'/></folders></GetSyncWebFolderResp>"}}};
+}
+
+index_iface& share_test::make() {
+    share.reset();
+    share = std::make_unique<index_iface>(arguments);
+    return *share;
+}
+
+int share_test::init() {
+    if (!share) make();
+    const int ret = share->init();
+    if (ret == 0) reach::term_thread(*share);
+    return ret;
+}
+
+int share_test::restart() {
+    share.reset();
+    return init();
+}
+
+int share_test::update(const std::string& object, const std::string& more) {
+    return share->update_item(change_of(object, more));
+}
+
+int share_test::remove(const std::string& object, const std::string& more) {
+    return share->delete_item(change_of(object, "dtime=5 " + more));
+}
+
+void share_test::cycle() {
+    reach::flush_event(*share)->set();
+    reach::run_flush_cycle(*share);
+}
+
+std::string share_test::collected() {
+    EXPECT_EQ(rotate(), 0);
+    EXPECT_EQ(deliver(), 0);
+    return host().collect.batches.back();
+}
+
+void share_test::break_delivery(int times) {
+    for (int i = 0; i < times; ++i)
+        host().collect.waits.push_back({CXoError(), App::ProcessingStatus_FAILED});
+}
+
+std::string share_test::cached(const std::string& path, const std::string& version, long before, long after) {
+    index_iface_browse_fields fields;
+    fields.path = path.c_str();
+    fields.version_guid = version.empty() ? nullptr : version.c_str();
+    fields.before_time = before;
+    fields.after_time = after;
+    index_iface_props props;
+    const int ret = reach::find_props_in_cache_by_path(*share, fields, props);
+    return ret == 0 ? text_of(props) : std::to_string(ret);
+}
+
+std::string share_test::found(const std::string& path, long before) {
+    index_iface_browse_fields fields;
+    fields.path = path.c_str();
+    fields.before_time = before;
+    index_iface_props props;
+    const int ret = share->find_by_path(fields, props);
+    return ret == 0 ? text_of(props) : std::to_string(ret);
+}
+
+std::string share_test::items(const index_iface::index_iface_cache* cache) {
+    std::string text;
+    for (const auto* item = cache->first; item != nullptr; item = item->list_next) {
+        text += text.empty() ? "" : " ";
+        text += item->key;
+        text += item->props == nullptr ? ":-"
+                                       : ":" + std::to_string(item->props->idx_ops) + ":" + item->props->version_guid;
+    }
+    return text;
+}
+
+std::string share_test::counter(const std::string& name) {
+    std::map<std::string, std::string> counters;
+    share->get_counters(counters);
+    return counters["index." + name];
+}
+
+std::string share_test::read_file(const std::filesystem::path& path) {
+    std::ostringstream text;
+    std::ifstream file(path, std::ios::binary);
+    if (file.peek() != std::ifstream::traits_type::eof()) text << file.rdbuf();
+    return text.str();
+}
+
+void share_test::write_file(const std::filesystem::path& path, const std::string& text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+bool share_test::logged(int level, const std::string& text) {
+    std::ranges::move(scripted::take_log(), std::back_inserter(log));
+    return std::ranges::any_of(
+        log, [&](const auto& line) { return line.level == level && line.text.find(text) != std::string::npos; });
+}
+
+int share_test::times_logged(const std::string& text) {
+    std::ranges::move(scripted::take_log(), std::back_inserter(log));
+    return static_cast<int>(
+        std::ranges::count_if(log, [&](const auto& line) { return line.text.find(text) != std::string::npos; }));
+}
