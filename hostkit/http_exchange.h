@@ -12,10 +12,10 @@ namespace hostkit {
 /// max_response_bytes, verify_tls, ca_file, token, token_file.
 struct http_request {
     std::string method = "GET";  ///< GET or POST
-    std::string url;             ///< http or https; redirects are not followed and no proxy is used
-    std::string body;            ///< of a POST
-    std::string body_file;       ///< when not empty, the file that a POST streams in place of `body`
-    std::string content_type;    ///< no such header when empty
+    std::string url{};           ///< http or https; redirects are not followed and no proxy is used
+    std::string body{};          ///< of a POST
+    std::string body_file{};     ///< when not empty, the file that a POST streams in place of `body`
+    std::string content_type{};  ///< no such header when empty
 
     /// Bound on the whole exchange in milliseconds; 0 takes the setting, below 0 there is none.
     long total_timeout_ms = 0;
@@ -25,7 +25,7 @@ struct http_request {
 
     /// The bearer token. Without a value the process's own is sent, from [server] token or else the file that
     /// [server] token_file names; an empty text sends none.
-    std::optional<std::string> bearer_token;
+    std::optional<std::string> bearer_token{};
 };
 
 /// What came back, whatever its status.

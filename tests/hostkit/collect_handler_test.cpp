@@ -1,0 +1,194 @@
+// Collect transactions against a scripted service: what is sent, what each answer means, and how long a wait lasts.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <memory>
+#include <thread>
+
+#include "host/collect.h"
+#include "hostkit/http_exchange.h"
+#include "tests/hostkit/loopback_server.h"
+#include "tests/hostkit/scratch_directory.h"
+#include "tests/hostkit/server_settings.h"
+
+namespace {
+
+constexpr std::uint64_t subclient = 7;
+
+scripted_reply says(int status, const std::string& body) {
+    return {whole_answer(status, body)};
+}
+
+class collect : public testing::Test {
+protected:
+    collect() {
+        scratch_.put("batch.zyf", "ADD:|one\n");
+        settings_.set("collect_silence_ms", "30000");
+        settings_.set("token", "share-token");
+    }
+
+    void listen(loopback_server::handler answer, unsigned short port = 0) {
+        server_ = std::make_unique<loopback_server>(std::move(answer), port);
+    }
+
+    CMarlCollectHandler& handler() {
+        if (!handler_)
+            handler_ = std::make_unique<CMarlCollectHandler>(0, subclient, "host", server_->url(), "", nullptr, 12,
+                                                             "focus", "/jobs");
+        return *handler_;
+    }
+
+    CXoError submit() {
+        return handler().SubmitNewTransaction(status_, EScanJobType_INDEX_FEED, {scratch_ / "batch.zyf"}, false);
+    }
+
+    CXoError wait() {
+        return handler().WaitForTransaction(status_, true, boost::shared_ptr<CHandleNewMarlFiles>(),
+                                            boost::shared_ptr<CAbortOperationCheck>(), 5, EScanJobType_INDEX_FEED);
+    }
+
+    /// Submits with the answer 201 and gives every request after that to `answer`.
+    void submitted(loopback_server::handler answer) {
+        listen([answer](std::size_t number, const std::string& request) {
+            return number == 0 ? says(201, R"({"id":"t-1","status":1})") : answer(number, request);
+        });
+        ASSERT_FALSE(submit().IsError());
+    }
+
+    std::string request_line(std::size_t number) const {
+        const std::string request = server_->requests().at(number);
+        return request.substr(0, request.find("\r\n"));
+    }
+
+    const scratch_directory scratch_;
+    server_settings settings_;
+    std::unique_ptr<loopback_server> server_;
+    std::unique_ptr<CMarlCollectHandler> handler_;
+    App::ProcessingStatus status_ = App::ProcessingStatus_UNKNOWN;
+};
+
+TEST_F(collect, submits_the_file_and_waits_until_there_is_an_outcome) {
+    submitted([](std::size_t number, const std::string&) {
+        return says(200, number < 3 ? R"({"id":"t-1","status":2,"error":""})" : R"({"id":"t-1","status":3})");
+    });
+    EXPECT_EQ(App::ProcessingStatus_QUEUED, status_);
+    EXPECT_EQ("POST /collect/transactions?subclient=7&client=12&job=0&type=28 HTTP/1.1", request_line(0));
+    const std::string sent = server_->requests()[0];
+    EXPECT_TRUE(sent.ends_with("\r\n\r\nADD:|one\n"));
+    EXPECT_NE(std::string::npos, sent.find("Authorization: Bearer share-token\r\n"));
+
+    EXPECT_FALSE(wait().IsError());
+    EXPECT_EQ(App::ProcessingStatus_COMPLETED, status_);
+    EXPECT_EQ(4u, server_->requests().size());
+    EXPECT_TRUE(request_line(3).starts_with("GET /collect/transactions/t-1/wait?timeout_ms=")) << request_line(3);
+}
+
+TEST_F(collect, a_failed_transaction_is_told_by_its_status) {
+    submitted([](std::size_t, const std::string&) {
+        return says(200, R"({"id":"t-1","status":4,"error":"line 3: no such tag"})");
+    });
+    EXPECT_FALSE(wait().IsError());
+    EXPECT_EQ(App::ProcessingStatus_FAILED, status_);
+}
+
+TEST_F(collect, an_earlier_open_transaction_has_a_code_of_its_own) {
+    listen([](std::size_t number, const std::string&) {
+        return says(409, number == 0 ? R"({"error":"still open","code":3021,"id":"t-0"})" : R"({"error":"other"})");
+    });
+    CXoError error = submit();
+    EXPECT_TRUE(FXErrorUtil::IsZYResult(error, 3021));
+    EXPECT_EQ(EBUSY, FXErrorUtil::GetErrNo(error));
+    EXPECT_NE(std::string::npos, error.AsString().find("still open"));
+    error = submit();
+    EXPECT_TRUE(error.IsError());
+    EXPECT_FALSE(FXErrorUtil::IsZYResult(error, 3021));
+    EXPECT_TRUE(wait().IsError()) << "nothing was submitted";
+}
+
+TEST_F(collect, what_is_no_receipt_is_a_failed_submission) {
+    const std::pair<int, const char*> answers[] = {
+        {401, R"({"error":"no token"})"},
+        {403, "{}"},
+        {413, "{}"},
+        {500, "oops"},
+        {200, R"({"id":"t-1","status":1})"},
+        {201, ""},
+        {201, "<html/>"},
+        {201, R"({"id":"t-1"})"},
+        {201, R"({"id":"","status":1})"},
+        {201, R"({"id":"../x","status":1})"},
+        {201, R"({"id":"t-1","status":99})"},
+        {201, R"({"id":"t-1","status":"1"})"},
+        {201, R"([{"id":"t-1","status":1}])"},
+    };
+    listen([&](std::size_t number, const std::string&) { return says(answers[number].first, answers[number].second); });
+    for (const auto& [code, body] : answers) {
+        const CXoError error = submit();
+        EXPECT_TRUE(error.IsError()) << code << body;
+        EXPECT_NE(0, FXErrorUtil::GetErrNo(error)) << code << body;
+    }
+    EXPECT_EQ(App::ProcessingStatus_UNKNOWN, status_);
+    EXPECT_TRUE(handler().SubmitNewTransaction(status_, EScanJobType_INDEX_FEED, {}, false).IsError());
+    const std::string missing = scratch_ / "missing";
+    EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(
+                          handler().SubmitNewTransaction(status_, EScanJobType_INDEX_FEED, {missing}, false)));
+    EXPECT_EQ(std::size(answers), server_->requests().size()) << "nothing was sent for what cannot be sent";
+}
+
+TEST_F(collect, a_wait_outlasts_a_restart_of_the_server) {
+    submitted([](std::size_t number, const std::string&) {
+        // Errors that pass: the server is starting, or its proxy has lost it.
+        if (number < 3) return says(503, "");
+        return scripted_reply{"", scripted_reply::after::close};
+    });
+    std::thread restart([this] {
+        while (server_->requests().size() < 5)
+            std::this_thread::yield();
+        const unsigned short port = server_->port();
+        server_.reset();
+        listen([](std::size_t, const std::string&) { return says(200, R"({"id":"t-1","status":3})"); }, port);
+    });
+    EXPECT_FALSE(wait().IsError());
+    restart.join();
+    EXPECT_EQ(App::ProcessingStatus_COMPLETED, status_);
+}
+
+TEST_F(collect, a_wait_ends_at_once_when_asking_again_cannot_help) {
+    const std::pair<int, int> answers[] = {{404, ENOENT}, {401, EACCES}, {200, EPROTO}};
+    submitted([&](std::size_t number, const std::string&) { return says(answers[number - 1].first, "{}"); });
+    for (const auto& answer : answers)
+        EXPECT_EQ(answer.second, FXErrorUtil::GetErrNo(wait())) << answer.first;
+    hostkit::interrupt_exchanges(true);
+    EXPECT_EQ(ECANCELED, FXErrorUtil::GetErrNo(wait()));
+    hostkit::interrupt_exchanges(false);
+    EXPECT_EQ(4u, server_->requests().size());
+}
+
+TEST_F(collect, a_silent_server_is_given_up_after_the_bound) {
+    submitted([](std::size_t, const std::string&) { return scripted_reply{"", scripted_reply::after::silence}; });
+    settings_.set("collect_silence_ms", "100");
+    EXPECT_EQ(ETIMEDOUT, FXErrorUtil::GetErrNo(wait()));
+    server_.reset();
+    EXPECT_EQ(ECONNREFUSED, FXErrorUtil::GetErrNo(wait()));
+}
+
+TEST_F(collect, the_last_transaction_is_found_and_closed) {
+    listen([](std::size_t number, const std::string&) {
+        return number == 0 ? says(200, R"({"id":"t-9","status":2})") : says(number == 1 ? 200 : 404, "{}");
+    });
+    std::string id = "kept";
+    const boost::shared_ptr<CAbortOperationCheck> none;
+    EXPECT_FALSE(handler().QueryLastTransaction(id, status_, none).IsError());
+    EXPECT_EQ("t-9", id);
+    EXPECT_EQ(App::ProcessingStatus_PROCESSING, status_);
+    EXPECT_FALSE(handler().CloseTransaction(id).IsError());
+    EXPECT_EQ("GET /collect/transactions/last?subclient=7 HTTP/1.1", request_line(0));
+    EXPECT_EQ("POST /collect/transactions/t-9/close HTTP/1.1", request_line(1));
+    EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(handler().CloseTransaction("t-8")));
+    EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(handler().QueryLastTransaction(id, status_, none)));
+    EXPECT_EQ("t-9", id);
+    EXPECT_EQ(EINVAL, FXErrorUtil::GetErrNo(handler().CloseTransaction("../../x")));
+    EXPECT_EQ(4u, server_->requests().size());
+}
+
+}  // namespace
