@@ -44,7 +44,7 @@ int index_iface::flush() {
             return 0;
         }
         if (ret != 0 && ret != EBUSY) {
-            IIF_LOG_ERROR("INDEX_IFACE: Error: Unknown error [%d] returned by switch_cache.", ret);
+            IIF_LOG_ERROR("INDEX_IFACE: Unknown error [%d] returned by switch_cache.", ret);
             return ret;
         }
         // What was read under the lock is read anew in the next pass.

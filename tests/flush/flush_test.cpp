@@ -35,7 +35,7 @@ TEST_F(flush, returns_when_what_was_accepted_before_it_is_delivered) {
     add("e");
     host().files.faults = {{file_op::open, "collect_file_", EMFILE}};
     EXPECT_EQ(share->flush(), EMFILE);
-    EXPECT_TRUE(logged(-1, "INDEX_IFACE: Error: Unknown error [24] returned by switch_cache."));
+    EXPECT_TRUE(logged(-1, "INDEX_IFACE: Unknown error [24] returned by switch_cache."));
     EXPECT_EQ(reach::last_flush_error(*share), 0u);
     break_delivery(1);
     EXPECT_EQ(share->flush(), 11);
