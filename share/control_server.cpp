@@ -1,0 +1,178 @@
+// One thread accepts, one thread serves each connection. The destructor shuts the sockets down, which ends every wait
+// for input, and then joins.
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#include "hostkit/log.h"
+#include "share/control.h"
+#include "share/unix_socket.h"
+
+namespace share_host {
+namespace {
+
+constexpr std::size_t most_connections = 256;
+
+/// Takes whole lines out of what arrives.
+class line_reader {
+public:
+    explicit line_reader(int fd) : fd_(fd) {}
+
+    enum class outcome { line, too_long, closed };
+
+    outcome next(std::string& line) {
+        for (;;) {
+            const std::size_t end = buffer_.find('\n', searched_);
+            if (end != std::string::npos) {
+                line.assign(buffer_, 0, end);
+                buffer_.erase(0, end + 1);
+                searched_ = 0;
+                return line.size() > control_line_limit ? outcome::too_long : outcome::line;
+            }
+            searched_ = buffer_.size();
+            if (searched_ > control_line_limit) return outcome::too_long;
+            char block[16384];
+            const ssize_t count = ::recv(fd_, block, sizeof block, 0);
+            if (count < 0 && errno == EINTR) continue;
+            if (count <= 0) return outcome::closed;
+            buffer_.append(block, static_cast<std::size_t>(count));
+        }
+    }
+
+private:
+    const int fd_;
+    std::string buffer_;
+    std::size_t searched_ = 0;  // bytes of the buffer that hold no line feed
+};
+
+}  // namespace
+
+struct control_server::state {
+    struct connection {
+        unique_fd fd;
+        std::jthread thread;
+        bool ended = false;
+    };
+
+    state(std::string socket_path, served_shares served)
+        : path(std::move(socket_path)),
+          shares(std::move(served)),
+          listening(listen_at(path)),
+          wake(::eventfd(0, EFD_CLOEXEC)) {
+        if (!wake) throw std::system_error(errno, std::generic_category(), "cannot make an event descriptor");
+    }
+
+    const std::string path;
+    const served_shares shares;
+    const unique_fd listening;
+    const unique_fd wake;  // readable once the server ends
+    std::stop_source stop;
+
+    std::mutex lock;  // guards all below; never held during a request
+    std::condition_variable changed;
+    std::list<connection> connections;
+
+    std::jthread acceptor;
+
+    void accept_all();
+    void start_connection(unique_fd fd);
+    void reap();
+    void serve(connection& own);
+};
+
+control_server::control_server(std::string path, served_shares shares)
+    : state_(std::make_unique<state>(std::move(path), std::move(shares))) {
+    state_->acceptor = std::jthread([raw = state_.get()] { raw->accept_all(); });
+}
+
+control_server::~control_server() {
+    state_->stop.request_stop();
+    const std::uint64_t one = 1;
+    if (::write(state_->wake.get(), &one, sizeof one) < 0) {
+        HOSTKIT_LOG(-1, "control: cannot wake the accepting thread, error %d", errno);
+    }
+    state_->changed.notify_all();
+    state_->acceptor.join();
+    ::unlink(state_->path.c_str());
+    {
+        const std::lock_guard guard(state_->lock);
+        for (const state::connection& open : state_->connections)
+            ::shutdown(open.fd.get(), SHUT_RDWR);
+    }
+    state_->connections.clear();
+}
+
+void control_server::state::accept_all() {
+    while (!stop.stop_requested()) {
+        pollfd waits[] = {{listening.get(), POLLIN, 0}, {wake.get(), POLLIN, 0}};
+        if (::poll(waits, 2, -1) < 0 && errno != EINTR) return;
+        if (!(waits[0].revents & POLLIN) || stop.stop_requested()) continue;
+        unique_fd fd(::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        reap();
+        if (fd) start_connection(std::move(fd));
+        // Beyond the bound new connections wait in the socket's queue.
+        std::unique_lock guard(lock);
+        changed.wait(guard, [&] {
+            std::size_t open = 0;
+            for (const connection& one : connections)
+                open += one.ended ? 0 : 1;
+            return open < most_connections || stop.stop_requested();
+        });
+    }
+}
+
+void control_server::state::start_connection(unique_fd fd) {
+    const std::lock_guard guard(lock);
+    connection& own = connections.emplace_back();
+    own.fd = std::move(fd);
+    try {
+        own.thread = std::jthread([this, &own] { serve(own); });
+    } catch (const std::system_error& failure) {
+        HOSTKIT_LOG(-1, "control: cannot start a thread for a connection: %s", failure.what());
+        connections.pop_back();
+    }
+}
+
+/// Frees the connections that have ended. Their threads no longer take the lock.
+void control_server::state::reap() {
+    std::list<connection> ended;
+    const std::lock_guard guard(lock);
+    for (auto one = connections.begin(); one != connections.end();) {
+        const auto next = std::next(one);
+        if (one->ended) ended.splice(ended.end(), connections, one);
+        one = next;
+    }
+}
+
+void control_server::state::serve(connection& own) {
+    line_reader reader(own.fd.get());
+    std::string line;
+    bool open = true;
+    while (open && !stop.stop_requested()) {
+        switch (reader.next(line)) {
+            case line_reader::outcome::line:
+                open = send_all(own.fd.get(), answer_control_line(shares, line, stop.get_token()) + "\n");
+                break;
+            case line_reader::outcome::too_long:
+                send_all(own.fd.get(), "{\"error\":\"the line is too long\"}\n");
+                open = false;
+                break;
+            case line_reader::outcome::closed:
+                open = false;
+                break;
+        }
+    }
+    ::shutdown(own.fd.get(), SHUT_RDWR);
+    const std::lock_guard guard(lock);
+    own.ended = true;
+    changed.notify_all();
+}
+
+}  // namespace share_host
