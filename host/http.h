@@ -38,7 +38,7 @@ IIF_HOST_API int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, 
 class IIF_HOST_API IdxBrowseClientCache {
 public:
     IdxBrowseClientCache();
-    ~IdxBrowseClientCache();
+    ~IdxBrowseClientCache();  // NOLINT(performance-trivially-destructible): what there is to destroy is the host's
     IdxBrowseClientCache(const IdxBrowseClientCache&) = delete;
     IdxBrowseClientCache& operator=(const IdxBrowseClientCache&) = delete;
 };

@@ -33,7 +33,7 @@ static_assert(alignof(CXoError::Detail) >= 2, "the lowest bit tells packed error
 CXoError::Detail* pack(unsigned code, int number) noexcept {
     const auto kept = static_cast<std::uint16_t>(number > std::numeric_limits<std::uint16_t>::max() ? EIO : number);
     const std::uintptr_t bits = (std::uintptr_t{code} << 17) | (std::uintptr_t{kept} << 1) | 1U;
-    return reinterpret_cast<CXoError::Detail*>(bits);
+    return reinterpret_cast<CXoError::Detail*>(bits);  // NOLINT(performance-no-int-to-ptr): never dereferenced
 }
 
 bool is_packed(const CXoError::Detail* detail) noexcept {

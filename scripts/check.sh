@@ -16,7 +16,8 @@ check_format() {
 check_lint() {
     scripts/install-packages.sh clang-tidy
     cmake --preset debug >/dev/null
-    git ls-files -- "${library_folders[@]/%//*.cpp}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/debug --quiet
+    # One file a run: the analyzer's check of va_list carries its state from one file to the next and then misjudges.
+    git ls-files -- "${library_folders[@]/%//*.cpp}" | xargs -P "$(nproc)" -n 1 clang-tidy -p build/debug --quiet
 }
 
 check_sanitized() {

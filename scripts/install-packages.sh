@@ -24,7 +24,7 @@ if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
     # Another distribution: its user installs the libraries, and the build says which one it does not find.
     for tool in c++ cmake ninja pkg-config python3; do
         if ! command -v "$tool" >/dev/null; then
-            say "There is no apt-get here and no $tool. Install $tool and the libraries named in README.md, then try again."
+            say "There is no apt-get here and no $tool. Install $tool and the libraries named in docs/architecture.md, then try again."
             exit 1
         fi
     done
