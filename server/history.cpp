@@ -1,0 +1,80 @@
+// Reads the versions in a place.
+#include "server/history.h"
+
+#include "server/name_folding.h"
+#include "server/version_time.h"
+
+namespace index_server {
+
+namespace {
+
+#define IIF_COLUMNS "SELECT id, object, vtime, dtime, coalesce(data_type, 1), parent, name FROM version "
+constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE parent = ?1 AND state < 2";
+constexpr const char* newest_of_name_sql = IIF_COLUMNS "WHERE parent = ?1 AND name_key = ?2 AND state < 2";
+constexpr const char* all_in_directory_sql = IIF_COLUMNS
+    "WHERE object IN (SELECT object FROM version WHERE parent = ?1) ORDER BY object, vtime DESC, arrival DESC";
+constexpr const char* all_of_name_sql = IIF_COLUMNS
+    "WHERE object IN (SELECT object FROM version WHERE parent = ?1 AND name_key = ?2) "
+    "ORDER BY object, vtime DESC, arrival DESC";
+#undef IIF_COLUMNS
+
+version_in_place read_row(const sqlite_statement& row) {
+    return {row.integer(0), row.integer(1), row.integer(2),          row.integer(3),
+            row.integer(4), false,          std::string(row.text(6))};
+}
+
+}  // namespace
+
+history::history(sqlite_connection& connection)
+    : newest_in_directory_(connection, newest_in_directory_sql),
+      newest_of_name_(connection, newest_of_name_sql),
+      all_in_directory_(connection, all_in_directory_sql),
+      all_of_name_(connection, all_of_name_sql) {}
+
+bool history::matches(const place_filter& place, std::string_view name) const {
+    if (!place.name) return true;
+    return place.fold_case ? folded_name(name) == key_ : name == *place.name;
+}
+
+void history::newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit) {
+    sqlite_statement& rows = place.name ? newest_of_name_ : newest_in_directory_;
+    const statement_run run(rows);
+    rows.bind(1, place.parent);
+    if (place.name) rows.bind(2, key_ = folded_name(*place.name));
+    while (rows.step()) {
+        version_in_place version = read_row(rows);
+        version.in_place = true;
+        if (matches(place, version.name)) visit(version);
+    }
+}
+
+void history::all(const place_filter& place, const std::function<void(const std::vector<version_in_place>&)>& visit) {
+    sqlite_statement& rows = place.name ? all_of_name_ : all_in_directory_;
+    const statement_run run(rows);
+    rows.bind(1, place.parent);
+    if (place.name) rows.bind(2, key_ = folded_name(*place.name));
+
+    std::vector<version_in_place> versions;
+    std::int64_t newer_parent = 0;
+    while (rows.step()) {
+        version_in_place version = read_row(rows);
+        const std::int64_t parent = rows.integer(5);
+        if (!versions.empty() && versions.back().object != version.object) {
+            visit(versions);
+            versions.clear();
+        }
+        version.in_place = parent == place.parent && matches(place, version.name);
+        if (!versions.empty()) {
+            const version_in_place& newer = versions.back();
+            const bool stays = parent == newer_parent && version.name == newer.name;
+            // The epoch's own second cannot be told from no end, so the one after it stands for it.
+            const std::int64_t moved_s = second_of(newer.vtime) == 0 ? 1 : second_of(newer.vtime);
+            version.end_s = earlier_end(version.end_s, stays ? newer.end_s : moved_s);
+        }
+        newer_parent = parent;
+        versions.push_back(std::move(version));
+    }
+    if (!versions.empty()) visit(versions);
+}
+
+}  // namespace index_server

@@ -1,0 +1,272 @@
+// Reads search requests. Every name and value is looked up in the tables below; what is not there is a fault.
+#include "server/search_query.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <set>
+#include <string_view>
+
+namespace index_server {
+
+namespace {
+
+using KT5ContentIndexing::FieldValue;
+using KT5ContentIndexing::SearchParameters;
+using KT5ContentIndexing::ZYSearchGroup;
+using KT5ContentIndexing::ZYSearchReq;
+
+constexpr std::int64_t max_page_size = 10000;
+constexpr int and_mode = 2;
+constexpr int list_mode = 0;
+constexpr int value_mode = 2;
+// The state that every row of this index is in, as the requests' list of admissible states counts them.
+constexpr std::string_view row_state = "1";
+
+/// Options whose effect is fixed, with the one value that is served.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 6> fixed_options{{
+    {"ENABLE_HIGHLIGHTING", "false"},
+    {"ENABLE_NAVIGATION", "off"},
+    {"ENABLE_FOLDERBROWSE", "off"},
+    {"ENABLE_DEFAULTFACETS", "false"},
+    {"NONWINDOWS_PLATFORM", "true"},
+    {"ENABLE_MIXEDVIEWSEARCH", "true"},
+}};
+
+/// Columns by the names of the field list. Those with 0 always come or have nothing behind them in this index.
+constexpr std::array<std::pair<std::string_view, unsigned>, 29> column_names{{
+    {"FAST_URL", 0},
+    {"BACKUPTIME", 0},
+    {"SIZEINKB", column_size},
+    {"MODIFIEDTIME", column_mtime},
+    {"CONTENTID", 0},
+    {"ZY_TURBO_GUID", 0},
+    {"AFILEID", 0},
+    {"AFILEOFFSET", 0},
+    {"REALMNO", 0},
+    {"FILE_NAME", 0},
+    {"FILE_FOLDER", 0},
+    {"DATA_TYPE", 0},
+    {"APPID", 0},
+    {"GLOBAL_TICKS", 0},
+    {"PARENT_GUID", 0},
+    {"CISTATE", 0},
+    {"IS_EXTENT_PRESENT", column_extent_flag},
+    {"ENTITY_MODE", column_mode},
+    {"FILE_CHANGE_TIME", column_ctime},
+    {"OWNER", column_owner},
+    {"FILE_READACLS", column_group},
+    {"FILE_ACCESSEDTIME", column_atime},
+    {"DATE_DELETED", 0},
+    {"EXTENT_NUMBER", column_extent_number},
+    {"VERSION_TIME", 0},
+    {"EXTENT_SIZE", column_extent_size},
+    {"DELETED_TIME", column_deleted_time},
+    {"LINK_TARGET", column_link_target},
+    {"EXTENDED_ATTR", column_xattr},
+}};
+
+template <class Number>
+bool parse_number(std::string_view text, Number& value) {
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+/// One reading of one request.
+class request_reader {
+public:
+    request_reader(const share& target, search_query& query) : target_(target), query_(query) {}
+
+    std::vector<search_fault> read(ZYSearchReq& request) {
+        expect("searchMode", request, 6, 4);
+        read_filters(request);
+        read_processing(request);
+        if (query_.what == search_query::key::none) fault(EINVAL, "the request names no path");
+        return std::move(faults_);
+    }
+
+private:
+    void fault(int code, std::string text) { faults_.push_back({code, std::move(text)}); }
+
+    void unsupported(std::string_view name, std::string_view value) {
+        fault(EOPNOTSUPP,
+              "not supported: " + std::string(name.substr(0, 200)) + " " + std::string(value.substr(0, 200)));
+    }
+
+    /// The one value that an integer may have where it is set.
+    void expect(const char* name, const CNMessageBase& message, short field, long long value) {
+        if (message.isSet(field) && message.getint64(field) != value)
+            unsupported(name, std::to_string(message.getint64(field)));
+    }
+
+    void read_filters(ZYSearchReq& request) {
+        const auto filters = request.getObjectAccessor(true, false, 2, 2, 14, 157);
+        const auto keyword = filters->getObjectAccessor(true, false, 1, 1, 14, 154);
+        const std::string text = keyword->getstring(1, 1);
+        if (!text.empty() && text != "*") unsupported("keywordText", text);
+
+        const auto security = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
+        for (auto& group : *security) {
+            for (const int subclient : *group.getlistint(2, 2, false)) {
+                if (subclient != target_.subclient_id) fault(EACCES, "the request names another share");
+            }
+        }
+        for (auto& group : *filters->getlistobject<ZYSearchGroup>(3, 3, false))
+            read_group(group);
+        for (auto& group : *filters->getlistobject<ZYSearchGroup>(4, 4, false))
+            read_group(group);
+    }
+
+    /// All groups and all their filters must hold.
+    void read_group(ZYSearchGroup& group) {
+        expect("groupMode", group, 3, and_mode);
+        const auto criteria = group.getObjectAccessor(true, false, 4, 4, 14, 150);
+        expect("criteriaMode", *criteria, 3, and_mode);
+        for (auto& field : *criteria->getlistobject<FieldValue>(2, 5, false))
+            read_field(field);
+    }
+
+    void read_field(FieldValue& field) {
+        const std::string name = field.getstring(1, 1);
+        if (!fields_.insert(name).second) fault(EINVAL, "a field stands twice: " + name);
+        const auto holder = field.getObjectAccessor(true, false, 2, 5, 14, 127);
+        const std::vector<std::string>& values = *holder->getliststring(1, 1, false);
+        const bool list = name == "CISTATE" || name == "DATA_TYPE";
+        expect(name.c_str(), field, 3, list ? list_mode : value_mode);
+        if (values.empty()) return fault(EINVAL, "a field without values: " + name);
+
+        if (name == "CISTATE") {
+            if (std::find(values.begin(), values.end(), row_state) == values.end()) query_.matches_nothing = true;
+        } else if (name == "DATA_TYPE") {
+            read_data_types(values);
+        } else if (name == "VTIME_SEC") {
+            read_range(values);
+        } else if (values.size() != 1) {
+            fault(EINVAL, "too many values: " + name);
+        } else if (name == "IS_VISIBLE") {
+            read_visibility(values.front());
+        } else if (name == "EXACT_PATH") {
+            read_path(search_query::key::exact_path, values.front());
+        } else if (name == "BROWSE_PATH") {
+            read_path(search_query::key::browse_path, values.front());
+        } else {
+            unsupported("field", name);
+        }
+    }
+
+    void read_data_types(const std::vector<std::string>& values) {
+        query_.data_types = 0;
+        for (const std::string& value : values) {
+            unsigned type = 0;
+            if (!parse_number(value, type) || type < 1 || type > 31) return unsupported("DATA_TYPE", value);
+            query_.data_types |= 1u << type;
+        }
+    }
+
+    void read_range(const std::vector<std::string>& values) {
+        search_query::range range;
+        if (values.size() != 2 || !parse_number(values[0], range.low_s) || !parse_number(values[1], range.high_s))
+            return fault(EINVAL, "VTIME_SEC takes a low and a high number of seconds");
+        query_.time = range;
+    }
+
+    void read_visibility(const std::string& value) {
+        // No row of this index is hidden.
+        if (value == "false")
+            query_.matches_nothing = true;
+        else if (value != "true")
+            unsupported("IS_VISIBLE", value);
+    }
+
+    void read_path(search_query::key what, const std::string& path) {
+        if (query_.what != search_query::key::none) fault(EINVAL, "the request names two paths");
+        query_.what = what;
+        query_.path = path;
+    }
+
+    void read_processing(ZYSearchReq& request) {
+        const auto processing =
+            request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, false, 1, 1, 14, 159);
+        query_.page_size = processing->getint64(1);
+        query_.page_start = processing->getint64(2);
+        if (query_.page_size < 1 || query_.page_size > max_page_size)
+            fault(EINVAL, "pageSize is not between 1 and " + std::to_string(max_page_size));
+        if (query_.page_start < 0) fault(EINVAL, "pageStart is below 0");
+        for (auto& parameter : *processing->getlistobject<SearchParameters>(5, 5, false)) {
+            const std::string name = parameter.getstring(1, 1);
+            if (!parameters_.insert(name).second) fault(EINVAL, "a parameter stands twice: " + name);
+            read_parameter(name, parameter.getstring(2, 5));
+        }
+        if (parameters_.count("RESPONSE_FIELD_LIST") == 0) query_.columns = ~0u & ~column_deleted_time;
+    }
+
+    void read_parameter(const std::string& name, const std::string& value) {
+        for (const auto& [fixed, served] : fixed_options) {
+            if (name != fixed) continue;
+            if (value != served) unsupported(name, value);
+            return;
+        }
+        if (name == "RESPONSE_FIELD_LIST") return read_columns(value);
+        if (name == "ENABLE_ALL_VERSIONS") return read_switch(name, value, "true", "false", query_.all_versions);
+        if (name == "CASE_INSENSITIVE") return read_switch(name, value, "true", "false", query_.fold_case);
+        if (name == "SORT_STYLE") return read_switch(name, value, "desc", "Ascending", query_.descending);
+        if (name == "SORT_ORDER_GROUPS_BY")
+            return read_switch(name, value, "desc", "Ascending", query_.group_descending);
+        if (name == "GROUP_RESULTS_BY") return read_group_key(value);
+        if (name == "GROUP_LIMIT") {
+            if (!parse_number(value, query_.group_limit) || query_.group_limit < 1) unsupported(name, value);
+            return;
+        }
+        const bool sort = name == "SORTFIELD" || name == "SORT_GROUPS_BY";
+        const bool extents_off = name == "ENABLE_EXTENT_SEARCH" && value == "false";
+        if (!(sort && value == "VERSION_TIME") && !extents_off) unsupported(name, value);
+    }
+
+    void read_switch(const std::string& name, const std::string& value, const char* on, const char* off, bool& result) {
+        if (value != on && value != off) return unsupported(name, value);
+        result = value == on;
+    }
+
+    void read_group_key(const std::string& value) {
+        const std::string id = std::to_string(target_.subclient_id);
+        if (value != "FilePathHash_" + id && value != "zyurl_" + id) return unsupported("GROUP_RESULTS_BY", value);
+        query_.grouped = true;
+    }
+
+    void read_columns(std::string_view list) {
+        while (!list.empty()) {
+            const std::size_t comma = std::min(list.find(','), list.size());
+            read_column(list.substr(0, comma));
+            list.remove_prefix(std::min(comma + 1, list.size()));
+        }
+    }
+
+    void read_column(std::string_view name) {
+        if (name == "custom_*" || name == "cust_*") {
+            query_.custom_prefix = name.substr(0, name.size() - 1);
+            return;
+        }
+        for (const auto& [known, column] : column_names) {
+            if (name != known) continue;
+            query_.columns |= column;
+            return;
+        }
+        unsupported("RESPONSE_FIELD_LIST", name);
+    }
+
+    const share& target_;
+    search_query& query_;
+    std::set<std::string> fields_;
+    std::set<std::string> parameters_;
+    std::vector<search_fault> faults_;
+};
+
+}  // namespace
+
+std::vector<search_fault> read_search_request(ZYSearchReq& request, const share& target, search_query& query) {
+    query = search_query{};
+    return request_reader(target, query).read(request);
+}
+
+}  // namespace index_server
