@@ -48,7 +48,9 @@ void long_polls::run() {
         if (waiters_.empty()) {
             changed_.wait(lock);
         } else {
-            changed_.wait_until(lock, waiters_.begin()->first);
+            // A copy: the waiter may be woken and gone while this waits.
+            const clock::time_point end = waiters_.begin()->first;
+            changed_.wait_until(lock, end);
         }
         const clock::time_point now = clock::now();
         const std::vector<waiter> over = take([&](clock::time_point end, const waiter&) { return end <= now; });
