@@ -7,7 +7,7 @@
 namespace hostkit::message_text_limits {
 
 inline constexpr std::size_t bytes = 256u << 20;     ///< of a whole text
-inline constexpr std::size_t elements = 2'000'000;   ///< in one text
+inline constexpr std::size_t elements = 1'000'000;   ///< in one text
 inline constexpr std::size_t tag_bytes = 16u << 20;  ///< of one tag with its attributes, at least
 
 }  // namespace hostkit::message_text_limits
