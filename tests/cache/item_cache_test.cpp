@@ -19,6 +19,7 @@ TEST_F(item_cache, bucket_counts_and_hash_values_are_the_worked_ones) {
     }
     EXPECT_STREQ(cache->buckets[295]->hash_next->key, "abc");
     share->dump_caches();
+    EXPECT_EQ(times_logged("INDEX_IFACE: items in cache ["), 2);
     EXPECT_TRUE(logged(4,
                        "INDEX_IFACE: bucket[295]: key1 [axc], key1_len [3], idx_ops [0], path [], version_guid [], "
                        "object_guid [], parent_guid [], mtime [-1], vtime [-1], vtime_sec [-1], dtime [-1]."));

@@ -89,10 +89,8 @@ TEST_F(lookup, newest_insertion_inside_both_bounds_answers) {
 
 TEST_F(lookup, paths_follow_the_case_setting_ties_the_buckets_and_children_neither) {
     for (const bool sensitive : {true, false}) {
-        share.reset();
-        std::filesystem::remove_all(root / "state");
         arguments.caseSensitiveSearch = sensitive;
-        ASSERT_EQ(init(), 0);
+        start_over();
         add("k", "path=/Dir/File version=V");
         EXPECT_EQ(cached("/dir/FILE") == "2", sensitive);
         EXPECT_EQ(cached("/Dir/File", "v") == "2", sensitive);

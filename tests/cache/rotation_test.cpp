@@ -61,9 +61,7 @@ TEST_F(rotation, failed_creation_is_taken_back_and_counted_as_a_try) {
 TEST_F(rotation, refusal_starts_above_five_tries_whatever_the_call_finds) {
     for (const bool outstanding : {false, true}) {
         for (const int tries : {5, 6}) {
-            share.reset();
-            std::filesystem::remove_all(root / "state");
-            ASSERT_EQ(init(), 0);
+            start_over();
             if (outstanding) {
                 add("a");
                 EXPECT_EQ(rotate(), 0);

@@ -1,4 +1,6 @@
 // The change operations: what is refused and in which order, what reaches cache and journal, what a backlog costs.
+#include <array>
+
 #include "tests/support/share_test.h"
 
 using change = share_test;
@@ -12,7 +14,6 @@ TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept
         const char* message;
     };
     const auto add = &index_iface::add_item, update = &index_iface::update_item, remove = &index_iface::delete_item;
-    const char* missing_dtime = "dtime [-1] is not set.";
     const row rows[] = {
         {add, "object= vtime=-1", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
         {add, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
@@ -27,7 +28,7 @@ TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept
         {remove, "object=", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
         {remove, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
         {remove, "vtime=-1", 22, -1, "Error: vtime [-1] is not set."},
-        {remove, "", 22, 5, missing_dtime},
+        {remove, "", 22, 5, "Error: dtime [-1] is not set."},
         {remove, "object=d version= dtime=0", 0, 5, ""},
     };
     ASSERT_EQ(init(), 0);
@@ -76,19 +77,6 @@ TEST_F(change, update_merges_into_the_same_version_of_the_current_cache_only) {
     EXPECT_EQ(items(reach::old_cache(*share)), "o:1:v1 o:2:v2 o:3:v1 o:1:v1");
 }
 
-TEST_F(change, added_extents_and_records_that_do_not_say_carry_deletion_time_zero) {
-    ASSERT_EQ(init(), 0);
-    add("plain", "extent=0");
-    add("unsaid", "extent=-1");
-    add("extent", "extent=1");
-    update("plain2", "extent=1");
-    const std::string lines = journal();
-    EXPECT_NE(lines.find("<BAP>unsaid|<EPG>p1|<DTIM>0|<ERP>"), std::string::npos);
-    EXPECT_NE(lines.find("<BAP>extent|<EPG>p1|<OTYP>1|<DTIM>0|<IEXT>1|"), std::string::npos);
-    EXPECT_NE(lines.find("<BAP>plain|<EPG>p1|<IEXT>0|"), std::string::npos);
-    EXPECT_NE(lines.find("<BAP>plain2|<EPG>p1|<OTYP>1|<IEXT>1|"), std::string::npos);
-}
-
 TEST_F(change, merge_that_moves_the_object_carries_its_parent_entry_along) {
     arguments.flush_after_count = 1;  // one bucket, so that the entry is found under its new text
     ASSERT_EQ(init(), 0);
@@ -111,30 +99,26 @@ TEST_F(change, merge_that_moves_the_object_carries_its_parent_entry_along) {
 }
 
 TEST_F(change, backlog_wakes_the_thread_and_slows_its_producers_down) {
-    struct row {
-        std::uint32_t limit;
-        int items;
-        std::uint32_t delay;
-    };
-    const row rows[] = {{1000, 1000, 0},
-                        {1000, 1001, 1},
-                        {1000, 1100, 110},
-                        {1000, 1500, 750},
-                        {1000, 2000, 2000},
-                        {1000, 3000, 6000},
-                        {1000, 10000, 90000},
-                        {1000, 4200, 13439},
-                        {100, 210, 230},
-                        {100, 470, 1738},
-                        {3, 7, 9},
-                        {0, 12, 12},
-                        {0, 0, 0}};
+    using row = std::array<std::uint32_t, 3>;
+    const std::vector<row> rows{{1000, 1000, 0},
+                                {1000, 1001, 1},
+                                {1000, 1100, 110},
+                                {1000, 1500, 750},
+                                {1000, 2000, 2000},
+                                {1000, 3000, 6000},
+                                {1000, 10000, 90000},
+                                {1000, 4200, 13439},
+                                {100, 210, 230},
+                                {100, 470, 1738},
+                                {3, 7, 9},
+                                {0, 12, 12},
+                                {0, 0, 0}};
     arguments.flush_after_count = 3;
     ASSERT_EQ(init(), 0);
-    for (const row& r : rows) {
-        reach::flush_after_count(*share) = r.limit;
-        reach::cur_cache(*share)->num_items = r.items;
-        EXPECT_EQ(reach::calc_throttle_delay(*share), r.delay) << r.items;
+    for (const auto& [limit, count, delay] : rows) {
+        reach::flush_after_count(*share) = limit;
+        reach::cur_cache(*share)->num_items = static_cast<int>(count);
+        EXPECT_EQ(reach::calc_throttle_delay(*share), delay) << count;
     }
     reach::flush_after_count(*share) = 3;
     reach::cur_cache(*share)->num_items = 0;

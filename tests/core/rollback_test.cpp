@@ -7,10 +7,7 @@ using scripted::file_op;
 TEST_F(rollback, failed_journal_write_leaves_an_item_that_no_reader_meets) {
     for (const unsigned short_by : {0u, 7u}) {
         for (const char* operation : {"add", "update", "remove"}) {
-            clear_log();
-            share.reset();
-            std::filesystem::remove_all(root / "state");
-            ASSERT_EQ(init(), 0);
+            start_over();
             add("kept", "parent=p0 path=/d");
             host().files.faults = {{file_op::write, "collect_file_", short_by == 0 ? ENOSPC : 0, 0, 1, short_by}};
             const int ret = operation[0] == 'a' ? add("lost") : operation[0] == 'u' ? update("lost") : remove("lost");
@@ -77,9 +74,7 @@ TEST_F(rollback, missing_memory_is_an_answer_at_every_step) {
     const char* no_record = "Error: could not instantiate index_iface_props.";
     const char* no_item = "Error: could not instantiate index_iface_item.";
     for (int operation = 0; operation < 3; ++operation) {
-        share.reset();
-        std::filesystem::remove_all(root / "state");
-        ASSERT_EQ(init(), 0);
+        start_over();
         for (const row& r : {row{1, 12, no_record, ""}, {2, 1, no_item, ""}, {3, 1, no_item, "o:-"}}) {
             clear_log();
             const index_iface_props props = change_of("o", operation == 2 ? "dtime=1" : "");

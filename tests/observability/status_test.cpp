@@ -1,4 +1,4 @@
-// The totals, as a host reads and clears them, and the dump.
+// The totals, as a host reads and clears them.
 #include "tests/support/share_test.h"
 
 using status = share_test;
@@ -20,26 +20,4 @@ TEST_F(status, counters_are_entered_beside_the_hosts_own_and_cleared_alone) {
     share->get_counters(counters);
     EXPECT_EQ(std::ranges::count(counters, "0", &std::pair<const std::string, std::string>::second), 10);
     EXPECT_EQ(share->get_flush_status_msg() + share->get_query_status_msg(), "operationaloperational");
-}
-
-TEST_F(status, dump_shows_both_caches_bucket_by_bucket) {
-    arguments.flush_after_count = 2;
-    ASSERT_EQ(init(), 0);
-    add("b", "mtime=4");
-    rotate();
-    add("b"), add("a"), add("d");
-    clear_log();
-    share->dump_caches();
-    std::string order;
-    for (const auto& line : scripted::take_log()) {
-        if (line.level != 4) continue;
-        const auto key = line.text.find("key1 [");
-        order += key == std::string::npos ? "|" : line.text.substr(key + 6, 1);
-    }
-    EXPECT_EQ(order, "|dab|b");
-    share->dump_caches();
-    EXPECT_TRUE(
-        logged(4,
-               "path [/d/b], version_guid [v1], object_guid [b], parent_guid [p1], mtime [4], vtime [5000000000], "
-               "vtime_sec [5], dtime [-1]."));
 }

@@ -1,4 +1,5 @@
 // The road of a query by path: the request as it is sent, pages, failures, and what the caches change about it.
+#include "hostkit/settings.h"
 #include "tests/support/share_test.h"
 
 namespace {
@@ -61,7 +62,8 @@ std::string with_path(std::string text, const std::string& filter) {
 }  // namespace
 
 TEST_F(path_query, requests_carry_filters_and_options_in_their_order) {
-    arguments.subclient_id = 4294967296 + 42;  // cut to 32 bits, but whole in the group key
+    arguments.subclient_id = 4294967338;  // cut to 32 bits, but whole in the group key
+    hostkit::process_settings().set("identity", "client_id.4294967338", "77");
     ASSERT_EQ(init(), 0);
     const std::string newest = "SORTFIELD=VERSION_TIME\nSORT_STYLE=desc\n",
                       oldest = "SORTFIELD=VERSION_TIME\nSORT_STYLE=Ascending\n";

@@ -1,8 +1,7 @@
 // What the scripted host services do and remember. They take the place of hostkit's files, sleep, thread, collection,
-// HTTP, management and identity in the library's tests; each test begins with services that all succeed.
+// HTTP and management in the library's tests; each test begins with services that all succeed.
 #pragma once
 
-#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <functional>
@@ -72,21 +71,12 @@ struct management_script {
     std::vector<std::pair<unsigned long, std::string>> requests;
 };
 
-struct identity_script {
-    bool machine = true, client = true, subclient = true;
-    int client_id_ret = 0, details_ret = 0, results_ret = 0, host_name_ret = 0;
-    std::string url = "http://index.test/";
-    std::map<std::string, unsigned> numbers;  ///< settings, by "section.key"
-    std::atomic<int> live{0};                 ///< client objects that were not released
-};
-
 struct host_state {
     std::mutex lock;  ///< guards what two threads of the library can reach: faults, opens, sleeps, batches, requests
     file_script files;
     collect_script collect;
     http_script http;
     management_script management;
-    identity_script identity;
     std::vector<unsigned long> sleeps;            ///< every duration asked for; none is really slept
     std::function<void(unsigned long)> on_sleep;  ///< runs in each sleep
     bool refuse_threads = false;

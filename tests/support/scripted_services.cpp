@@ -1,17 +1,16 @@
-// The scripted services beside files: sleep and threads, collection, HTTP, management, identity, the log, and a
+// The scripted services beside files: sleep and threads, collection, HTTP, management, the log, and a
 // non-throwing allocation that can fail.
 #include <cstdarg>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <thread>
 
 #include "host/collect.h"
 #include "host/concurrency.h"
 #include "host/http.h"
-#include "host/identity.h"
 #include "host/log.h"
 #include "host/management.h"
 #include "tests/support/scripted_host.h"
@@ -41,12 +40,17 @@ public:
 };
 
 recording_log& the_log() {
-    static recording_log& log = [&]() -> recording_log& {
-        auto made = boost::shared_ptr<recording_log>(new recording_log);
-        g_ptrLogWriter = made;
-        return *made;
+    static recording_log& log = *[] {
+        auto* made = new recording_log;
+        g_ptrLogWriter.reset(made);
+        return made;
     }();
     return log;
+}
+
+std::optional<scripted::host_state>& the_host() {
+    static std::optional<scripted::host_state> state(std::in_place);
+    return state;
 }
 
 template <class T>
@@ -74,14 +78,11 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 namespace scripted {
 
 host_state& host() {
-    static auto* state = new std::unique_ptr<host_state>(new host_state);
-    return **state;
+    return *the_host();
 }
 
 void reset_host() {
-    auto& old = host();
-    old.~host_state();
-    new (&old) host_state;
+    the_host().emplace();
     set_log_level(7);
     take_log();
 }
@@ -234,72 +235,4 @@ int App_ExecuteSP::executeStoredProcedure(unsigned long tag, const std::string& 
     const scripted::answer& answer = host().management.answers[tag];
     response = answer.text;
     return reserved == nullptr ? answer.ret : -9;
-}
-
-const char* ZYPI_Focus::getFocus() {
-    return "Instance001";
-}
-
-ZYPlatformInfo::ZYPlatformInfo() = default;
-ZYPlatformInfo::~ZYPlatformInfo() = default;
-void ZYPlatformInfo::setFocus(const char* focus) {
-    focus_ = focus;
-    machine_ = "gateway";
-}
-const char* ZYPlatformInfo::getPhysicalMachine() const {
-    return host().identity.machine ? machine_.c_str() : nullptr;
-}
-int ZYPlatformInfo::getNumber(const char* section, const char* key, unsigned& value) const {
-    const auto found = host().identity.numbers.find(std::string(section) + "." + key);
-    if (found == host().identity.numbers.end()) return 1;
-    value = found->second;
-    return 0;
-}
-
-ZYClient::ZYClient(unsigned long client_id) : client_id_(client_id) {
-    ++host().identity.live;
-}
-int ZYClient::getClientId(unsigned long& client_id) const {
-    client_id = client_id_;
-    return host().identity.client_id_ret;
-}
-int ZYClient::getJobResultsDirectory(std::string& directory) const {
-    directory = "/results" + std::to_string(client_id_);
-    return host().identity.results_ret;
-}
-int ZYClient::getMangledHostName(std::string& host_name) const {
-    host_name = "web*host";
-    return host().identity.host_name_ret;
-}
-void ZYClient::release() {
-    --host().identity.live;
-    delete this;
-}
-
-Subclient::Subclient(unsigned long subclient_id) : subclient_id_(subclient_id) {}
-int Subclient::getMarlWebServerDetails(int& client_id, std::string& host_name, std::string& url, void*) const {
-    client_id = static_cast<int>(subclient_id_) + 1000;
-    host_name = "webhost";
-    url = host().identity.url;
-    return host().identity.details_ret;
-}
-
-ApplicationId::ApplicationId(unsigned long type, unsigned long id) : subclient_id_(type == 2 ? id : 0) {
-    ++host().identity.live;
-}
-ApplicationId::~ApplicationId() {
-    if (client_ != nullptr) client_->release();
-    delete subclient_;
-}
-ZYClient* ApplicationId::getClient(void*) {
-    if (client_ == nullptr && host().identity.client) client_ = new ZYClient(77);
-    return client_;
-}
-Subclient* ApplicationId::getSubclient(void*) {
-    if (subclient_ == nullptr && host().identity.subclient) subclient_ = new Subclient(subclient_id_);
-    return subclient_;
-}
-void ApplicationId::release() {
-    --host().identity.live;
-    delete this;
 }

@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include "flush/event.h"
+#include "hostkit/settings.h"
 
 share_test::share_test() {
-    scripted::reset_host();
     script_good_host();
     std::string name = (std::filesystem::temp_directory_path() / "index_iface_test.XXXXXX").string();
     root = mkdtemp(name.data());
@@ -25,6 +25,17 @@ share_test::~share_test() {
 }
 
 void share_test::script_good_host() {
+    scripted::reset_host();
+    auto& settings = hostkit::process_settings();
+    for (const auto& [key, value] : {std::pair("machine", "gateway"),
+                                     {"client_id.42", "77"},
+                                     {"web_client_id", "1042"},
+                                     {"web_host", "web*host"},
+                                     {"job_results", "/results"}}) {
+        settings.set("identity", key, value);
+    }
+    settings.set("server", "url", "http://index.test/");
+    settings.set("Lumo", "nDisableJournalSave", "0");
     scripted::host().http.standing.text = search_answer({"path=/5 name=5 object=root"});
     scripted::host().management.answers = {
         {516377915,
@@ -52,6 +63,14 @@ int share_test::init() {
 int share_test::restart() {
     share.reset();
     return init();
+}
+
+void share_test::start_over() {
+    share.reset();
+    std::filesystem::remove_all(root / "state");
+    script_good_host();
+    log.clear();
+    ASSERT_EQ(init(), 0);
 }
 
 int share_test::update(const std::string& object, const std::string& more) {

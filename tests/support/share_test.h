@@ -20,6 +20,8 @@ protected:
     /// Makes an object when there is none, and starts it. The flush thread is ended, so that tests do its steps.
     int init();
     int restart();
+    /// A started object on a host that never saw one.
+    void start_over();
 
     int add(const std::string& object, const std::string& more = "") {
         return share->add_item(change_of(object, more));
@@ -52,7 +54,7 @@ protected:
     void clear_log() { log.clear(), scripted::take_log(); }
 
     scripted::host_state& host() { return scripted::host(); }
-    /// Makes the servers know this share: index "idx", cloud 9, folder 5, and the root record.
+    /// A fresh host that knows this share: index "idx", cloud 9, folder 5, and the root record.
     static void script_good_host();
 
     std::filesystem::path root;

@@ -1,71 +1,29 @@
 // The one way by which the tests reach into the object: it forwards, and adds nothing.
 #pragma once
 
+#include <boost/preprocessor/seq/for_each.hpp>
 #include <utility>
 
 #include "core/index_iface.h"
 
-#define IIF_REACH_CALL(name)                                                    \
+#define REACHED_CALLS                \
+    (copy_valid_props)(write_entry)( \
+        process_single_line)(process_old_journal_files)(delete_cached_items)(find_item_with_key)(insert_to_cache)(switch_cache)(find_props_in_cache_by_guid)(find_props_in_cache_by_path)(find_in_par_cache_by_guid)(find_child_in_cache_by_path)(term_thread)(run_flush_cycle)(calc_throttle_delay)(flush_internal)(extract_results_zysearch)(find_content_root_dir)
+#define REACHED_MEMBERS \
+    (at_startup)(cleaning_up)(collect_dir)(collect_file)(collect_save_dir)(cur_cache)(cur_journal_file)(cur_par_cache)(flush_after_count)(flush_event)(flush_tries)(is_inited)(is_solr_cloud)(journal_file_num)(last_flush_error)(num_buckets)(old_cache)(old_journal_file)(old_journal_files)(old_par_cache)(reject_changes)(root_dir_props)(sync_folder)(thread_running)(webserver_url)
+#define REACH_CALL(r, unused, name)                                             \
     template <class... Arguments>                                               \
     static decltype(auto) name(index_iface& object, Arguments&&... arguments) { \
         return object.name(std::forward<Arguments>(arguments)...);              \
     }
-#define IIF_REACH_MEMBER(name)               \
+#define REACH_MEMBER(r, unused, name)        \
     static auto& name(index_iface& object) { \
         return object.name;                  \
     }
 
 struct index_iface_test_access {
-    IIF_REACH_CALL(copy_valid_props)
-    IIF_REACH_CALL(write_entry)
-    IIF_REACH_CALL(process_single_line)
-    IIF_REACH_CALL(process_old_journal_files)
-    IIF_REACH_CALL(alloc_caches)
-    IIF_REACH_CALL(delete_cached_items)
-    IIF_REACH_CALL(find_item_with_key)
-    IIF_REACH_CALL(find_item_with_key_and_time)
-    IIF_REACH_CALL(insert_to_cache)
-    IIF_REACH_CALL(switch_cache)
-    IIF_REACH_CALL(find_props_in_cache_by_guid)
-    IIF_REACH_CALL(find_props_in_cache_by_path)
-    IIF_REACH_CALL(find_in_par_cache_by_guid)
-    IIF_REACH_CALL(find_child_in_cache_by_path)
-    IIF_REACH_CALL(term_thread)
-    IIF_REACH_CALL(run_flush_cycle)
-    IIF_REACH_CALL(calc_throttle_delay)
-    IIF_REACH_CALL(flush_internal)
-    IIF_REACH_CALL(extract_results_zysearch)
-    IIF_REACH_CALL(find_content_root_dir)
-
-    IIF_REACH_MEMBER(at_startup)
-    IIF_REACH_MEMBER(cleaning_up)
-    IIF_REACH_MEMBER(cloud_id)
-    IIF_REACH_MEMBER(collect_dir)
-    IIF_REACH_MEMBER(collect_file)
-    IIF_REACH_MEMBER(collect_save_dir)
-    IIF_REACH_MEMBER(cur_cache)
-    IIF_REACH_MEMBER(cur_journal_file)
-    IIF_REACH_MEMBER(cur_par_cache)
-    IIF_REACH_MEMBER(flush_after_count)
-    IIF_REACH_MEMBER(flush_event)
-    IIF_REACH_MEMBER(flush_tries)
-    IIF_REACH_MEMBER(index_server_name)
-    IIF_REACH_MEMBER(is_inited)
-    IIF_REACH_MEMBER(is_solr_cloud)
-    IIF_REACH_MEMBER(journal_file_num)
-    IIF_REACH_MEMBER(last_flush_error)
-    IIF_REACH_MEMBER(num_buckets)
-    IIF_REACH_MEMBER(old_cache)
-    IIF_REACH_MEMBER(old_journal_file)
-    IIF_REACH_MEMBER(old_journal_files)
-    IIF_REACH_MEMBER(old_par_cache)
-    IIF_REACH_MEMBER(reject_changes)
-    IIF_REACH_MEMBER(root_dir_props)
-    IIF_REACH_MEMBER(sync_folder)
-    IIF_REACH_MEMBER(thread_running)
-    IIF_REACH_MEMBER(webserver_url)
+    BOOST_PP_SEQ_FOR_EACH(REACH_CALL, , REACHED_CALLS)
+    BOOST_PP_SEQ_FOR_EACH(REACH_MEMBER, , REACHED_MEMBERS)
 };
 
-#undef IIF_REACH_CALL
-#undef IIF_REACH_MEMBER
 using reach = index_iface_test_access;
