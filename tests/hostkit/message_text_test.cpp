@@ -1,7 +1,10 @@
 // The text form of messages: every field comes back, any bytes survive, and nothing that is not a message passes.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 
 #include "host/message_classes.h"
@@ -287,6 +290,42 @@ TEST(message_text, what_has_no_text_form_is_not_written) {
     EXPECT_THROW(request.serialize(text, false), std::logic_error);
     EXPECT_THROW(CNMessageBase(1, 1).serialize(text, false), std::logic_error);
     EXPECT_EQ("untouched", text);
+}
+
+std::string wire_format_page() {
+    const auto page = std::filesystem::path(__FILE__).parent_path() / "../../docs/wire-format.md";
+    std::ostringstream text;
+    text << std::ifstream(page).rdbuf();
+    return text.str();
+}
+
+TEST(message_text, the_document_names_every_field_and_its_examples_are_messages) {
+    const std::string page = wire_format_page();
+    for (const message_class* described : message_classes()) {
+        std::string heading = "\n### ";
+        heading.append(described->name).append(" (" + std::to_string(described->group) + ",");
+        heading += std::to_string(described->number) + ")";
+        for (const message_field& field : described->fields) {
+            std::string row = "\n| " + std::to_string(field.field);
+            if (field.kind != field_kind::integer) row += "," + std::to_string(field.tag);
+            bool found = false;
+            for (std::size_t at = page.find(heading); at != std::string::npos && !found;
+                 at = page.find(heading, at + 1)) {
+                const std::string section = page.substr(at, page.find("\n#", at + 1) - at);
+                const std::size_t line = section.find("`" + std::string(field.name) + "`");
+                found = line != std::string::npos && section.rfind(row + " |", line) == section.rfind('\n', line);
+            }
+            EXPECT_TRUE(found) << heading << row << ' ' << field.name;
+        }
+    }
+    int examples = 0;
+    for (std::size_t at = 0; (at = page.find("```xml\n", at)) != std::string::npos; ++at, ++examples) {
+        const std::string text = page.substr(at + 7, page.find("```", at + 7) - at - 7);
+        ZYSearchReq request;
+        ZYSearchResp response;
+        EXPECT_TRUE(reads(request, text) || reads(response, text)) << text;
+    }
+    EXPECT_EQ(3, examples);
 }
 
 }  // namespace
