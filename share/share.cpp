@@ -97,7 +97,7 @@ std::uint64_t share::batches_delivered() const {
     if (!call) return 0;
     std::map<std::string, std::string> counters;
     state_->object->get_counters(counters);
-    const std::string& text = counters["flush_successes"];
+    const std::string& text = counters["index.flush_successes"];
     std::uint64_t count = 0;
     std::from_chars(text.data(), text.data() + text.size(), count);
     return count;

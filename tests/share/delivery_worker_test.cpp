@@ -1,0 +1,94 @@
+// Who waits for which flush. The flush is driven by the test, one step at a time.
+#include "share/delivery_worker.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <semaphore>
+
+namespace share_host {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A flush that says when it has begun and ends when it is told the result.
+class stepped_flush {
+public:
+    int operator()() {
+        begun.release();
+        results_given.acquire();
+        return result;
+    }
+    void end_with(int ret) {
+        result = ret;
+        results_given.release();
+    }
+
+    std::counting_semaphore<> begun{0};
+
+private:
+    std::counting_semaphore<> results_given{0};
+    int result = 0;
+};
+
+class delivery_worker_test : public testing::Test {
+protected:
+    std::future<freshness> request(std::chrono::milliseconds timeout = 1h) {
+        return std::async(std::launch::async, [this, timeout] { return worker.deliver(timeout, stop.get_token()); });
+    }
+
+    stepped_flush flush;
+    std::stop_source stop;
+    delivery_worker worker{[this] { return flush(); }};
+};
+
+TEST_F(delivery_worker_test, a_request_during_a_flush_waits_for_the_next_one) {
+    auto first = request();
+    flush.begun.acquire();
+    EXPECT_FALSE(worker.deliver(0ms, stop.get_token()).fresh) << "the running flush may have begun too early for it";
+    auto second = request();
+    flush.end_with(0);
+    EXPECT_TRUE(first.get().fresh);
+    flush.begun.acquire();
+    EXPECT_EQ(second.wait_for(0s), std::future_status::timeout);
+    flush.end_with(0);
+    EXPECT_TRUE(second.get().fresh);
+    EXPECT_TRUE(worker.end(std::chrono::steady_clock::now() + 1h));
+}
+
+TEST_F(delivery_worker_test, a_failure_is_told_at_once_and_the_next_request_tries_anew) {
+    auto first = request();
+    flush.begun.acquire();
+    flush.end_with(5);
+    const freshness failed = first.get();
+    EXPECT_FALSE(failed.fresh);
+    EXPECT_EQ(failed.ret, 5);
+    EXPECT_GE(failed.stale_ms, 0);
+    auto second = request();
+    flush.begun.acquire();
+    flush.end_with(0);
+    EXPECT_TRUE(second.get().fresh);
+    EXPECT_TRUE(worker.end(std::chrono::steady_clock::now() + 1h));
+}
+
+TEST_F(delivery_worker_test, ending_wakes_the_waiting_and_tells_whether_the_flush_is_over) {
+    auto waiting = request();
+    flush.begun.acquire();
+    EXPECT_FALSE(worker.end(std::chrono::steady_clock::now()));
+    EXPECT_FALSE(waiting.get().fresh);
+    flush.end_with(0);
+    EXPECT_TRUE(worker.end(std::chrono::steady_clock::now() + 1h));
+    EXPECT_FALSE(worker.deliver(1h, stop.get_token()).fresh) << "no further flush begins";
+}
+
+TEST_F(delivery_worker_test, a_stop_ends_the_waiting) {
+    auto waiting = request();
+    flush.begun.acquire();
+    stop.request_stop();
+    EXPECT_FALSE(waiting.get().fresh);
+    flush.end_with(0);
+    EXPECT_TRUE(worker.end(std::chrono::steady_clock::now() + 1h));
+}
+
+}  // namespace
+}  // namespace share_host
