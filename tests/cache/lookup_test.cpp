@@ -7,7 +7,6 @@ TEST_F(lookup, current_and_waiting_records_combine) {
     struct row {
         const char *old_op, *cur_op, *answer;
     };
-    const std::string at = " path=/a version=v1 object=o";
     const row rows[] = {
         {"", "ADD", "op=ADD @ size=2"},
         {"ADD", "DEL", "op=DEL @ size=2"},

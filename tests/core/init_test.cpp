@@ -82,33 +82,32 @@ TEST_F(start, every_failing_step_has_its_result_and_its_text) {
 }
 
 TEST_F(start, missing_memory_is_reported_step_by_step_and_leaves_nothing_behind) {
-    const std::vector<std::string> expected{"memory for index_iface_props.",
-                                            "memory for ApplicationId, subclient_id [42].",
-                                            "memory for ZYClient for the web",
-                                            "memory for CMarlCollectHandler.",
-                                            "memory for CurlWrapperCache.",
-                                            "instantiate ZyEvent.",
-                                            "instantiate ZyComplexLock.",
-                                            "instantiate ZyThread.",
-                                            "instantiate CXoFile."};
+    const char* expected[] = {"memory for index_iface_props.",
+                              "memory for ApplicationId, subclient_id [42].",
+                              "memory for ZYClient for the web",
+                              "memory for CMarlCollectHandler.",
+                              "memory for CurlWrapperCache.",
+                              "instantiate ZyEvent.",
+                              "instantiate ZyComplexLock.",
+                              "instantiate ZyThread.",
+                              "instantiate CXoFile."};
     std::size_t step = 0;
     make();
-    for (int nth = 1;; ++nth) {
+    for (int nth = 1, ret = 12; ret != 0; ++nth) {
         clear_log();
         scripted::fail_allocation(nth);
-        const int ret = share->init();
-        const bool failed = scripted::allocation_failed();
-        scripted::fail_allocation(0);
-        if (!failed) {
+        ret = share->init();
+        if (!scripted::allocation_failed()) {
             EXPECT_EQ(ret, 0);
             break;
         }
-        EXPECT_EQ(ret, 12);
-        while (step < expected.size() && !logged(-1, expected[step]))
+        ASSERT_EQ(ret, 12);
+        while (step < std::size(expected) && !logged(-1, expected[step]))
             ++step;
-        ASSERT_LT(step, expected.size()) << "allocation " << nth;
+        ASSERT_LT(step, std::size(expected)) << "allocation " << nth;
     }
-    EXPECT_EQ(step, expected.size() - 1);
+    scripted::fail_allocation(0);
+    EXPECT_EQ(step, std::size(expected) - 1);
 }
 
 TEST_F(start, names_and_settings_are_composed_once) {

@@ -14,23 +14,23 @@ using scripted::file_op;
 
 namespace {
 
-// The fault that this operation meets: error_number 0 and short_by 0 for none.
-file_fault next_fault(file_op op, const std::string& name) {
+// What is planned for this operation: an error number, a write cut short, or nothing.
+file_fault planned(file_op op, const std::string& name) {
     const std::lock_guard guard(scripted::host().lock);
     for (file_fault& fault : scripted::host().files.faults) {
-        if (fault.op != op || fault.times == 0 || name.find(fault.name_part) == std::string::npos) continue;
-        if (fault.skip > 0) {
-            --fault.skip;
-            continue;
-        }
+        const bool meant = fault.op == op && fault.times > 0 && name.find(fault.name_part) != std::string::npos;
+        if (!meant || fault.skip-- > 0) continue;
         --fault.times;
         return fault;
     }
-    return {op, name, 0};
+    return {};
 }
 
-CXoError error_of(bool failed) {
-    return failed ? FXErrorUtil::ErrorErrNo(errno) : CXoError::Success();
+/// Runs a system call unless its failure is planned. The call's result is negative on failure.
+template <class Call>
+CXoError attempt(const file_fault& plan, Call call) {
+    errno = plan.error_number;
+    return plan.error_number != 0 || call() < 0 ? FXErrorUtil::ErrorErrNo(errno) : CXoError::Success();
 }
 
 }  // namespace
@@ -45,39 +45,41 @@ CXoError CXoFile::Open(const char* name, int flags, int mode) {
         const std::string leaf = std::string(name).substr(std::string(name).rfind('/') + 1);
         scripted::host().files.opens.push_back(leaf + " " + std::to_string(flags) + " " + std::to_string(mode));
     }
-    const file_fault fault = next_fault(file_op::open, name);
-    if (fault.error_number != 0) return FXErrorUtil::ErrorErrNo(fault.error_number);
-    const int opened = ::open(name, flags, mode);
-    if (opened < 0) return error_of(true);
-    Close();
-    descriptor_ = opened;
-    name_ = name;
-    return CXoError::Success();
+    return attempt(planned(file_op::open, name), [&] {
+        const int opened = ::open(name, flags, mode);
+        if (opened >= 0) {
+            Close();
+            descriptor_ = opened;
+            name_ = name;
+        }
+        return opened;
+    });
 }
 
 CXoError CXoFile::Read(void* buffer, std::uint32_t count, std::uint32_t& count_read) {
-    const file_fault fault = next_fault(file_op::read, name_);
-    if (fault.error_number != 0) return FXErrorUtil::ErrorErrNo(fault.error_number);
-    const ssize_t got = ::read(descriptor_, buffer, count);
-    count_read = got < 0 ? 0 : static_cast<std::uint32_t>(got);
-    return error_of(got < 0);
+    return attempt(planned(file_op::read, name_), [&] {
+        const ssize_t got = ::read(descriptor_, buffer, count);
+        count_read = static_cast<std::uint32_t>(std::max<ssize_t>(got, 0));
+        return got;
+    });
 }
 
 CXoError CXoFile::Write(const void* data, std::uint32_t count, std::uint32_t& count_written) {
-    const file_fault fault = next_fault(file_op::write, name_);
-    if (fault.error_number != 0) return FXErrorUtil::ErrorErrNo(fault.error_number);
-    const ssize_t put = ::write(descriptor_, data, count - std::min(count, fault.short_by));
-    count_written = put < 0 ? 0 : static_cast<std::uint32_t>(put);
-    return error_of(put < 0);
+    const file_fault plan = planned(file_op::write, name_);
+    return attempt(plan, [&] {
+        const ssize_t put = ::write(descriptor_, data, count - std::min(count, plan.short_by));
+        count_written = static_cast<std::uint32_t>(std::max<ssize_t>(put, 0));
+        return put;
+    });
 }
 
 CXoError CXoFile::Size(std::uint64_t& size) {
-    const file_fault fault = next_fault(file_op::size, name_);
-    if (fault.error_number != 0) return FXErrorUtil::ErrorErrNo(fault.error_number);
-    struct stat status {};
-    const int ret = ::fstat(descriptor_, &status);
-    size = static_cast<std::uint64_t>(status.st_size);
-    return error_of(ret != 0);
+    return attempt(planned(file_op::size, name_), [&] {
+        struct stat status {};
+        const int ret = ::fstat(descriptor_, &status);
+        size = static_cast<std::uint64_t>(status.st_size);
+        return ret;
+    });
 }
 
 CXoError CXoFile::Close() {
@@ -88,7 +90,7 @@ CXoError CXoFile::Close() {
 }
 
 CXoError CXoFile::Delete(const char* path, bool) {
-    return error_of(::unlink(path) != 0);
+    return attempt({}, [&] { return ::unlink(path); });
 }
 
 CXoError CXoFile::Copy(const char* source, const char* target) {

@@ -2,7 +2,6 @@
 // HTTP and management in the library's tests; each test begins with services that all succeed.
 #pragma once
 
-#include <cerrno>
 #include <deque>
 #include <functional>
 #include <map>
@@ -21,9 +20,9 @@ enum class file_op { open, read, write, size };
 /// Operations on files whose name holds `name_part`: `skip` of them pass, then `times` fail with `error_number`, or,
 /// when that is 0, write `short_by` bytes too few.
 struct file_fault {
-    file_op op;
+    file_op op = file_op::open;
     std::string name_part;
-    int error_number = EIO;
+    int error_number = 0;
     int skip = 0;
     int times = 1;
     unsigned short_by = 0;
