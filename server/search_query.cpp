@@ -73,7 +73,8 @@ bool parse_number(std::string_view text, Number& value) {
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-/// One reading of one request.
+/// One reading of one request. Handles to lists and children have names here, because one that was absent lives only as
+/// long as its handle.
 class request_reader {
 public:
     request_reader(const share& target, search_query& query) : target_(target), query_(query) {}
@@ -108,13 +109,16 @@ private:
 
         const auto security = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
         for (auto& group : *security) {
-            for (const int subclient : *group.getlistint(2, 2, false)) {
+            const auto subclients = group.getlistint(2, 2, false);
+            for (const int subclient : *subclients) {
                 if (subclient != target_.subclient_id) fault(EACCES, "the request names another share");
             }
         }
-        for (auto& group : *filters->getlistobject<ZYSearchGroup>(3, 3, false))
+        const auto query_groups = filters->getlistobject<ZYSearchGroup>(3, 3, false);
+        for (auto& group : *query_groups)
             read_group(group);
-        for (auto& group : *filters->getlistobject<ZYSearchGroup>(4, 4, false))
+        const auto base_groups = filters->getlistobject<ZYSearchGroup>(4, 4, false);
+        for (auto& group : *base_groups)
             read_group(group);
     }
 
@@ -123,7 +127,8 @@ private:
         expect("groupMode", group, 3, and_mode);
         const auto criteria = group.getObjectAccessor(true, false, 4, 4, 14, 150);
         expect("criteriaMode", *criteria, 3, and_mode);
-        for (auto& field : *criteria->getlistobject<FieldValue>(2, 5, false))
+        const auto fields = criteria->getlistobject<FieldValue>(2, 5, false);
+        for (auto& field : *fields)
             read_field(field);
     }
 
@@ -131,7 +136,8 @@ private:
         const std::string name = field.getstring(1, 1);
         if (!fields_.insert(name).second) fault(EINVAL, "a field stands twice: " + name);
         const auto holder = field.getObjectAccessor(true, false, 2, 5, 14, 127);
-        const std::vector<std::string>& values = *holder->getliststring(1, 1, false);
+        const auto list_of_values = holder->getliststring(1, 1, false);
+        const std::vector<std::string>& values = *list_of_values;
         const bool list = name == "CISTATE" || name == "DATA_TYPE";
         expect(name.c_str(), field, 3, list ? list_mode : value_mode);
         if (values.empty()) return fault(EINVAL, "a field without values: " + name);
@@ -193,7 +199,8 @@ private:
         if (query_.page_size < 1 || query_.page_size > max_page_size)
             fault(EINVAL, "pageSize is not between 1 and " + std::to_string(max_page_size));
         if (query_.page_start < 0) fault(EINVAL, "pageStart is below 0");
-        for (auto& parameter : *processing->getlistobject<SearchParameters>(5, 5, false)) {
+        const auto parameters = processing->getlistobject<SearchParameters>(5, 5, false);
+        for (auto& parameter : *parameters) {
             const std::string name = parameter.getstring(1, 1);
             if (!parameters_.insert(name).second) fault(EINVAL, "a parameter stands twice: " + name);
             read_parameter(name, parameter.getstring(2, 5));

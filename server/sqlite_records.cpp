@@ -11,7 +11,7 @@ namespace index_server {
 namespace {
 
 // A host asks for the last record and for those that it waits for; the rest is there for people who look for a reason.
-constexpr std::int64_t kept_transactions = 1000;
+constexpr std::int64_t kept_transactions = 100;
 
 constexpr const char* select_share =
     "SELECT name, subclient_id, client_id, folder_id, root_guid, index_server_name FROM share ";

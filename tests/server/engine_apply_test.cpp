@@ -1,0 +1,273 @@
+// The application of collect files: versions, deletions, what lines leave out, and that nothing is applied twice.
+#include <filesystem>
+
+#include "tests/server/engine_fixture.h"
+
+namespace index_server {
+
+namespace {
+
+class engine_apply : public engine_fixture {
+protected:
+    /// A line of an object below the root, unless a parent is given.
+    std::string line(const std::string& op, const std::string& object, const std::string& version,
+                     const std::string& more = {}, const std::string& name = {}) const {
+        return "<" + op + ">|<VGID>" + version + "|<BAP>" + object + more +
+               (name.empty() ? "" : "|<EPG>" + docs.root_guid + "|<LFN>" + name);
+    }
+    static std::string at(long long second) { return "|<VTIM>" + std::to_string(second * 1000000000); }
+};
+
+TEST_F(engine_apply, a_share_has_its_root_from_its_registration_on) {
+    const share again = store->register_share("docs");
+    EXPECT_EQ(again.subclient_id, docs.subclient_id);
+    EXPECT_EQ(std::to_string(docs.folder_id).size(), 10u);
+    for (const long long moment : {0LL, 1LL, 1700000000LL}) {
+        const std::vector<found_item> root = ask(false, "/", {.at = moment});
+        ASSERT_EQ(root.size(), 1u) << moment;
+        EXPECT_EQ(root[0].path, "");
+        EXPECT_EQ(root[0].name, std::to_string(docs.folder_id));
+        EXPECT_EQ(root[0].object, docs.root_guid);
+        EXPECT_EQ(root[0].parent, "");
+        EXPECT_EQ(root[0].mode, 040755);
+    }
+    // An update of the root is taken; nothing moves or deletes it, or the share could never be opened again.
+    apply({"<UPD>|<VGID>r2|<BAP>" + docs.root_guid + "|<MTIME>77|<EPG>elsewhere|<LFN>5",
+           line("ADD", "o", "v", at(5), "a")});
+    apply({"<DEL>|<VGID>r2|<BAP>" + docs.root_guid});
+    const std::vector<found_item> root = ask(false, "/");
+    ASSERT_EQ(root.size(), 1u);
+    EXPECT_EQ(root[0].version, "r2");
+    EXPECT_EQ(root[0].mtime, 77);
+    EXPECT_EQ(root[0].dtime, 0);
+    EXPECT_EQ(find("/a"), "v");
+}
+
+TEST_F(engine_apply, a_known_version_takes_what_a_line_says_and_keeps_its_time) {
+    apply({line("ADD", "o", "v1", at(5) + "|<FS>1|<MODE>33188|<XATTR>x|<CPRP>custom_a:1|<CPRP>custom_b:1", "a")});
+    apply({line("UPD", "o", "v1", "|<FS>2|<CTIME>900|<CPRP>custom_b:2")});
+    const std::vector<found_item> items = ask(false, "/a");
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].size, 2);
+    EXPECT_EQ(items[0].mode, 33188);
+    EXPECT_EQ(items[0].xattr, "x");
+    EXPECT_EQ(items[0].vtime, 5000000000);
+    const std::map<std::string, std::string> expected{{"custom_a", "1"}, {"custom_b", "2"}};
+    EXPECT_EQ(items[0].properties, expected);
+    EXPECT_EQ(ask(false, "/a", {.cloud_columns = true})[0].properties.count("cust_a"), 1u);
+}
+
+TEST_F(engine_apply, the_version_time_is_the_lines_else_the_end_of_its_ctime_second_else_arrival) {
+    apply({line("ADD", "a", "v", at(5) + "|<CTIME>900", "a"), line("UPD", "b", "v", "|<CTIME>900|<MTIME>950", "b"),
+           line("UPD", "c", "v", "|<MTIME>950", "c")});
+    EXPECT_EQ(ask(false, "/a")[0].vtime, 5000000000);
+    EXPECT_EQ(ask(false, "/b")[0].vtime, 900999999999);
+    EXPECT_GT(ask(false, "/c")[0].vtime, 1700000000LL * 1000000000);
+    // Of two versions of one second the one that came last is the newest, and coming again counts.
+    apply({line("UPD", "b", "w", "|<CTIME>900")});
+    EXPECT_EQ(find("/b"), "w");
+    apply({line("UPD", "b", "v", "|<CTIME>900")});
+    EXPECT_EQ(find("/b"), "v");
+}
+
+TEST_F(engine_apply, what_a_line_leaves_out_comes_from_the_version_before_even_if_that_follows_in_the_file) {
+    apply({line("UPD", "o", "v2", "|<CTIME>20|<FS>2"),
+           line("ADD", "o", "v1", at(10) + "|<FS>1|<MODE>16877|<UID>7|<OTYP>4|<XATTR>x|<CPRP>custom_k:1", "a")});
+    const std::vector<found_item> items = ask(false, "/a");
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].version, "v2");
+    EXPECT_EQ(items[0].size, 2);
+    EXPECT_EQ(items[0].mode, 16877);
+    EXPECT_EQ(items[0].uid, "7");
+    EXPECT_EQ(items[0].xattr, "x");
+    EXPECT_EQ(items[0].properties.at("custom_k"), "1");
+    EXPECT_EQ(find("/a", {.at = 15}), "v1");
+
+    // What an addition leaves out was not there: a later version does not put it into the past.
+    apply({line("UPD", "p", "v2", "|<CTIME>20|<XATTR>late"), line("ADD", "p", "v1", at(10), "b")});
+    EXPECT_EQ(ask(false, "/b", {.at = 15})[0].xattr, "");
+    EXPECT_EQ(ask(false, "/b")[0].xattr, "late");
+
+    // A version that came before any place was known has one as soon as somebody names it.
+    apply({line("UPD", "q", "v2", "|<CTIME>20")});
+    EXPECT_EQ(find("/c"), "");
+    apply({line("ADD", "q", "v1", at(10), "c")});
+    EXPECT_EQ(find("/c"), "v2");
+}
+
+TEST_F(engine_apply, children_wait_for_their_parent) {
+    apply({"<ADD>|<VGID>v|<BAP>child|<EPG>dir" + at(5) + "|<LFN>a"});
+    EXPECT_EQ(find("/d/a"), "");
+    apply({line("ADD", "dir", "w", at(6) + "|<OTYP>4", "d")});
+    EXPECT_EQ(find("/d/a"), "v");
+    EXPECT_EQ(browse("/d"), "a");
+}
+
+TEST_F(engine_apply, a_deletion_ends_the_newest_version_up_to_its_time) {
+    apply({line("ADD", "o", "v1", at(5) + "|<OTYP>4|<MODE>16877", "a"), line("ADD", "o", "v2", at(20), "a")});
+    apply({line("DEL", "o", "v1", "|<OTYP>1|<DTIM>10", "a")});
+    EXPECT_EQ(find("/a"), "v2") << "what came after the deletion goes on";
+    EXPECT_EQ(find("/a", {.at = 9}), "v1");
+    EXPECT_EQ(find("/a", {.at = 10}), "");
+    EXPECT_EQ(find("/a", {.at = 20}), "v2");
+
+    apply({line("DEL", "o", "v2", "|<OTYP>1|<DTIM>30", "a")});
+    EXPECT_EQ(find("/a"), "");
+    EXPECT_EQ(browse("/"), "");
+    EXPECT_EQ(find("/a", {.at = 29}), "v2");
+    const found_item ended = ask(false, "/a").at(0);
+    EXPECT_EQ(ended.dtime, 30);
+    EXPECT_EQ(ended.properties.at("DELETED_TIME"), "30");
+    EXPECT_EQ(ended.mode, 16877) << "filled in from the version before";
+}
+
+TEST_F(engine_apply, a_deletion_under_a_new_or_no_version_still_ends_the_object) {
+    apply({line("ADD", "o", "v1", at(5), "a"), line("ADD", "p", "v1", at(5), "b"), line("ADD", "q", "v1", at(5), "c")});
+    apply({line("DEL", "o", "v9", "|<DTIM>10", "a"), "<DEL>|<ADDV>1|<BAP>p|<DTIM>10", "<DEL>|<ADDV>1|<BAP>q|<DTIM>0"});
+    EXPECT_EQ(browse("/"), "");
+    EXPECT_EQ(browse("/", {.at = 9}), "a b c");
+    EXPECT_GT(ask(false, "/c")[0].dtime, 1700000000) << "no time given: the time of arrival";
+}
+
+TEST_F(engine_apply, an_addition_revives_and_an_update_does_not) {
+    apply({line("ADD", "o", "v", at(5), "a")});
+    apply({line("DEL", "o", "v", "|<DTIM>10", "a")});
+    apply({line("UPD", "o", "v", "|<FS>3", "a")});
+    EXPECT_EQ(find("/a"), "");
+    apply({line("ADD", "o", "v", at(5) + "|<DTIM>0", "a")});
+    EXPECT_EQ(find("/a"), "v");
+    apply({line("ADD", "o", "v", at(5) + "|<DTIM>12", "a")});
+    EXPECT_EQ(find("/a"), "");
+    apply({line("UPD", "o", "v", "|<DTIM>0", "a")});
+    EXPECT_EQ(find("/a"), "v");
+}
+
+TEST_F(engine_apply, the_type_comes_from_the_line_else_the_mode_else_the_version_before) {
+    apply({line("ADD", "l", "v", at(5) + "|<MODE>41471|<LNKT>a.txt", "link"),
+           line("ADD", "s", "v", at(5) + "|<MODE>49645", "socket"), line("ADD", "n", "v", at(5), "nothing"),
+           line("ADD", "d", "v", at(5) + "|<OTYP>4|<MODE>16877", "dir")});
+    apply({line("UPD", "d", "w", "|<CTIME>9|<MTIME>9", "dir"), line("DEL", "d", "w", "|<OTYP>1|<DTIM>10", "dir")});
+    EXPECT_EQ(browse("/"), "link socket nothing");
+    EXPECT_EQ(ask(false, "/link")[0].properties.at("LINK_TARGET"), "a.txt");
+    auto only_directories = request(docs, true, "/", {.at = 9});
+    auto& group = only_directories.getObjectAccessor(true, true, 2, 2, 14, 157)
+                      ->getlistobject<KT5ContentIndexing::ZYSearchGroup>(3, 3, true)
+                      ->front();
+    auto& fields =
+        *group.getObjectAccessor(true, true, 4, 4, 14, 150)->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true);
+    *fields.back().getObjectAccessor(true, true, 2, 5, 14, 127)->getliststring(1, 1, true) = {"4"};
+    KT5ContentIndexing::ZYSearchResp response;
+    store->search(docs, only_directories, response);
+    const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
+    const auto items = results->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, false);
+    ASSERT_EQ(items->size(), 1u);
+    EXPECT_EQ(items->front().getstring(37, 82), "w");
+}
+
+TEST_F(engine_apply, a_file_applied_again_alone_or_after_others_changes_nothing) {
+    const std::vector<std::vector<std::string>> files{
+        {line("UPD", "o", "v2", "|<CTIME>12|<FS>2"), line("ADD", "o", "v1", at(10) + "|<FS>1|<MODE>33188", "a"),
+         line("ADD", "p", "v1", at(10) + "|<DTIM>0", "b"), line("DEL", "p", "v1", "|<DTIM>0", "b"),
+         line("ADD", "d", "v1", at(10) + "|<OTYP>4", "d"),
+         "<ADD>|<SHOW>|<VGID>x1|<BAP>o|<FS>128|<DTIM>0|<EXTP>1|<IEXT>1|<EXTN>3|<CPRP>custom_k:1|<LFN>a"},
+        {line("DEL", "o", "v2", "|<DTIM>20", "a"), "<UPD>|<UKEY>x1|<BAP>o|<FS>64|<IEXT>1|<EXTN>3|<LFN>a",
+         "<UPD>|<UKEY>x2|<BAP>e|<EPG>o|<EXTP>1|<IEXT>1|<EXTN>3|<LFN>a"},
+        // Made anew within the second of its deletion, and moved.
+        {line("ADD", "o", "v3", at(20), "a"), "<UPD>|<VGID>v2|<BAP>d|<CTIME>21|<EPG>o|<LFN>d",
+         "<DEL>|<VGID>x2|<BAP>e|<EPG>o|<DTIM>0|<IEXT>1|<EXTN>3|<LFN>a"},
+    };
+    for (const auto& file : files) {
+        ASSERT_TRUE(apply(docs, file).applied);
+        const std::string before = rows();
+        ASSERT_TRUE(apply(docs, file).applied);
+        EXPECT_EQ(rows(), before);
+    }
+    EXPECT_EQ(find("/a"), "v3");
+    EXPECT_EQ(find("/a/d"), "v2");
+    const std::string before = rows();
+    reopen();
+    for (const auto& file : files)
+        ASSERT_TRUE(apply(docs, file).applied);
+    EXPECT_EQ(rows(), before);
+}
+
+TEST_F(engine_apply, extents_stay_apart_from_the_objects) {
+    apply({line("ADD", "o", "v1", at(5) + "|<FS>9", "a"), "<ADD>|<VGID>x|<BAP>o|<FS>4|<IEXT>1|<EXTN>0|<LFN>a",
+           "<DEL>|<VGID>x|<BAP>o|<DTIM>7|<IEXT>1|<EXTN>0|<LFN>a"});
+    EXPECT_EQ(browse("/"), "a");
+    EXPECT_EQ(ask(false, "/a")[0].size, 9);
+    EXPECT_NE(rows().find("|o|0|x|o|"), std::string::npos);
+}
+
+TEST_F(engine_apply, one_bad_line_applies_nothing_of_its_file) {
+    const std::string before = rows();
+    const apply_outcome outcome = apply({line("ADD", "o", "v", at(5), "a"), "<ADD>|<BAP>p|<SIZE>1"});
+    EXPECT_FALSE(outcome.applied);
+    EXPECT_EQ(outcome.error_line, 2u);
+    EXPECT_EQ(outcome.error, "line 2: unknown tag [SIZE]");
+    const std::string whole = "*??|" + line("ADD", "o", "v", at(5), "a") + "|\n";
+    EXPECT_EQ(apply_bytes(docs, whole + "*??|<ADD>|<BAP>p|").error, "line 2: no line feed at the end of the file");
+    EXPECT_EQ(apply_bytes(docs, whole + whole + "\n").error_line, 3u);
+    EXPECT_EQ(apply_bytes(docs, std::string(3 << 20, 'x')).error, "line 1: line too long");
+    EXPECT_EQ(rows(), before);
+    EXPECT_THROW(store->apply_collect_file(docs, directory + "/missing"), std::runtime_error);
+    EXPECT_TRUE(apply_bytes(docs, "").applied);
+    // A line may be as long as the bound, across any buffer.
+    const std::string value(1000000, 'y');
+    ASSERT_TRUE(
+        apply({line("ADD", "o", "v", at(5) + "|<XATTR>" + value, "a"), line("ADD", "p", "v", at(5), "b")}).applied);
+    EXPECT_EQ(ask(false, "/a")[0].xattr, value);
+    EXPECT_EQ(find("/b"), "v");
+}
+
+TEST_F(engine_apply, two_shares_with_the_same_objects_do_not_meet) {
+    const share other = store->register_share("other");
+    EXPECT_NE(other.client_id, docs.client_id);
+    EXPECT_NE(other.index_server_name, docs.index_server_name);
+    apply({line("ADD", "o", "v1", at(5), "a")});
+    const std::string there = "<ADD>|<VGID>v2|<BAP>o|<VTIM>6000000000|<EPG>" + other.root_guid + "|<LFN>b";
+    ASSERT_TRUE(apply(other, {there, "<DEL>|<VGID>v9|<BAP>p|<DTIM>9"}).applied);
+    EXPECT_EQ(browse("/"), "a");
+    ASSERT_EQ(ask(other, true, "/").size(), 1u);
+    EXPECT_EQ(ask(other, true, "/")[0].name, "b");
+    // The path of one share means nothing in the other, and a request cannot name another share than it is for.
+    auto crossed = request(other, true, "/", {});
+    KT5ContentIndexing::ZYSearchResp response;
+    store->search(docs, crossed, response);
+    EXPECT_EQ(errors(crossed), "");
+    EXPECT_TRUE(response.getObjectAccessor(true, false, 7, 13, 14, 33)
+                    ->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, false)
+                    ->empty());
+    crossed.getObjectAccessor(true, true, 2, 2, 14, 157)
+        ->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)
+        ->emplace_back()
+        .getlistint(2, 2, true)
+        ->push_back(static_cast<int>(other.subclient_id));
+    EXPECT_EQ(errors(crossed), "the request names another share\n");
+}
+
+TEST_F(engine_apply, records_of_shares_tokens_and_transactions_survive_a_restart) {
+    store->add_token({"hash", docs.subclient_id});
+    for (int i = 0; i < 110; ++i)
+        store->put_transaction({"t" + std::to_string(i), docs.subclient_id, App::ProcessingStatus_COMPLETED, "", i});
+    store->put_transaction({"open", docs.subclient_id, App::ProcessingStatus_QUEUED, "", 5});
+    store->put_transaction({"next", 77, App::ProcessingStatus_QUEUED, "", 6});
+    store->put_transaction({"next", 77, App::ProcessingStatus_PROCESSING, "", 6});
+    reopen();
+    ASSERT_TRUE(store->share_of_subclient(docs.subclient_id));
+    EXPECT_EQ(store->share_of_subclient(docs.subclient_id)->root_guid, docs.root_guid);
+    EXPECT_FALSE(store->share_of_subclient(0));
+    ASSERT_EQ(store->tokens().size(), 1u);
+    EXPECT_EQ(store->tokens()[0].subclient_id, docs.subclient_id);
+    EXPECT_EQ(store->last_transaction(docs.subclient_id)->id, "open");
+    ASSERT_EQ(store->open_transactions().size(), 2u);
+    EXPECT_EQ(store->open_transactions()[1].status, App::ProcessingStatus_PROCESSING);
+    EXPECT_TRUE(store->transaction("t109"));
+    EXPECT_FALSE(store->transaction("t1")) << "old ones are forgotten";
+    const auto mode = std::filesystem::status(directory + "/index.db").permissions();
+    EXPECT_EQ(mode, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+}  // namespace
+
+}  // namespace index_server

@@ -1,0 +1,203 @@
+// The verbs of the engine's fixture.
+#include "tests/server/engine_fixture.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "server/sqlite_db.h"
+
+namespace index_server {
+
+namespace {
+
+using KT5ContentIndexing::FieldValue;
+using KT5ContentIndexing::GResultItem;
+using KT5ContentIndexing::NameValueMap;
+using KT5ContentIndexing::SearchParameters;
+using KT5ContentIndexing::ZYSearchGroup;
+using KT5ContentIndexing::ZYSearchReq;
+using KT5ContentIndexing::ZYSearchResp;
+
+constexpr const char* columns_before =
+    "BACKUPTIME,SIZEINKB,MODIFIEDTIME,CONTENTID,ZY_TURBO_GUID,AFILEID,AFILEOFFSET,REALMNO,FILE_NAME,FILE_FOLDER,"
+    "DATA_TYPE,APPID,GLOBAL_TICKS,PARENT_GUID,CISTATE,IS_EXTENT_PRESENT,ENTITY_MODE,FILE_CHANGE_TIME,";
+constexpr const char* usual_columns =
+    "custom_*,OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,DELETED_TIME,"
+    "LINK_TARGET,EXTENDED_ATTR";
+constexpr const char* cloud_columns =
+    "OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,LINK_TARGET,cust_*,"
+    "EXTENDED_ATTR";
+
+found_item read_item(GResultItem& item, const std::string& root) {
+    found_item found;
+    found.path = item.getstring(2, 5);
+    if (found.path.rfind(root, 0) == 0) found.path.erase(0, root.size());
+    found.name = item.getstring(3, 9);
+    found.object = item.getstring(24, 51);
+    found.version = item.getstring(37, 82);
+    found.parent = item.getstring(46, 103);
+    found.size = item.getint64(33);
+    found.mtime = item.getint64(34);
+    const auto attributes = item.getObjectAccessor(true, false, 50, 110, 14, 32);
+    found.uid = attributes->getstring(1, 1);
+    found.xattr = attributes->getstring(13, 19);
+    found.mode = attributes->getint64(9);
+    found.vtime = attributes->getint64(16);
+    found.dtime = attributes->getint64(17);
+    const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
+    const auto entries = properties->getlistobject<NameValueMap>(1, 1, false);
+    for (auto& entry : *entries)
+        found.properties[entry.getstring(1, 1)] = entry.getstring(2, 5);
+    return found;
+}
+
+}  // namespace
+
+engine_fixture::engine_fixture() {
+    std::string made = (std::filesystem::temp_directory_path() / "engine_test_XXXXXX").string();
+    if (::mkdtemp(made.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    directory = made;
+    store = open_sqlite_engine(directory);
+    docs = store->register_share("docs");
+}
+
+engine_fixture::~engine_fixture() {
+    store.reset();
+    std::filesystem::remove_all(directory);
+}
+
+void engine_fixture::reopen() {
+    store.reset();
+    store = open_sqlite_engine(directory);
+}
+
+apply_outcome engine_fixture::apply(const share& to, const std::vector<std::string>& lines) {
+    std::string bytes;
+    for (const std::string& line : lines)
+        bytes += "*??|" + line + "|\n";
+    return apply_bytes(to, bytes);
+}
+
+apply_outcome engine_fixture::apply_bytes(const share& to, const std::string& bytes) {
+    const std::string path = directory + "/lines.zyf";
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    return store->apply_collect_file(to, path);
+}
+
+void engine_fixture::add_filter(ZYSearchReq& request, const std::string& name, const std::vector<std::string>& values,
+                                int mode) {
+    const auto filters = request.getObjectAccessor(true, true, 2, 2, 14, 157);
+    const auto groups = filters->getlistobject<ZYSearchGroup>(3, 3, true);
+    if (groups->empty()) groups->emplace_back().setint64(3, 3, 2);
+    const auto criteria = groups->front().getObjectAccessor(true, true, 4, 4, 14, 150);
+    criteria->setint64(3, 6, 2);
+    FieldValue field;
+    field.setstring(1, 1, name);
+    field.setint64(3, 6, mode);
+    *field.getObjectAccessor(true, true, 2, 5, 14, 127)->getliststring(1, 1, true) = values;
+    criteria->getlistobject<FieldValue>(2, 5, true)->push_back(field);
+}
+
+void engine_fixture::add_option(ZYSearchReq& request, const std::string& name, const std::string& value) {
+    const auto processing =
+        request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
+    SearchParameters& option = processing->getlistobject<SearchParameters>(5, 5, true)->emplace_back();
+    option.setstring(1, 1, name);
+    option.setstring(2, 5, value);
+}
+
+ZYSearchReq engine_fixture::request(const share& of, bool browse, const std::string& path, const asked& how) {
+    ZYSearchReq made;
+    made.setint64(6, 6, 4);
+    if (how.at != 0 || how.after != 0) {
+        const long long high = how.at != 0 ? how.at : 4000000000;
+        add_filter(made, "VTIME_SEC", {std::to_string(how.after), std::to_string(high)}, 2);
+    }
+    add_filter(made, "IS_VISIBLE", {"true"}, 2);
+    const std::string root = "/" + std::to_string(of.folder_id);
+    add_filter(made, browse ? "BROWSE_PATH" : "EXACT_PATH", {path == "/" ? root : root + path}, 2);
+    add_filter(made, "DATA_TYPE", {"1", "2", "3", "4", "5", "6", "7", "8"}, 0);
+    if (how.at != 0) add_option(made, "ENABLE_ALL_VERSIONS", "true");
+    add_option(made, "RESPONSE_FIELD_LIST",
+               std::string(columns_before) + (how.cloud_columns ? cloud_columns : usual_columns));
+    if (how.fold_case) add_option(made, "CASE_INSENSITIVE", "true");
+    if (browse && how.at != 0) {
+        add_option(made, "GROUP_RESULTS_BY", "zyurl_" + std::to_string(of.subclient_id));
+        add_option(made, "SORT_GROUPS_BY", "VERSION_TIME");
+        add_option(made, "SORT_ORDER_GROUPS_BY", "desc");
+        add_option(made, "GROUP_LIMIT", "1");
+    }
+    add_option(made, "SORTFIELD", "VERSION_TIME");
+    add_option(made, "SORT_STYLE", browse ? "Ascending" : "desc");
+    const auto processing = made.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
+    processing->setint64(1, 1, how.page_size != 0 ? how.page_size : browse ? 1000 : 1);
+    processing->setint64(2, 2, how.page_start);
+    return made;
+}
+
+std::vector<found_item> engine_fixture::ask(const share& of, bool browse, const std::string& path, const asked& how) {
+    ZYSearchReq asking = request(of, browse, path, how);
+    ZYSearchResp response;
+    store->search(of, asking, response);
+    EXPECT_TRUE(response.getlistobject<KT5ContentIndexing::Error>(1, 1, false)->empty());
+    std::vector<found_item> items;
+    const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
+    const auto sent = results->getlistobject<GResultItem>(1, 1, false);
+    for (auto& item : *sent)
+        items.push_back(read_item(item, "/" + std::to_string(of.folder_id)));
+    return items;
+}
+
+bool engine_fixture::gone(const found_item& item, const asked& how) {
+    return item.dtime != 0 && (how.at == 0 || how.at >= item.dtime);
+}
+
+std::string engine_fixture::find(const std::string& path, const asked& how) {
+    const std::vector<found_item> items = ask(false, path, how);
+    return items.empty() || gone(items.front(), how) ? "" : items.front().version;
+}
+
+std::string engine_fixture::browse(const std::string& path, const asked& how) {
+    std::string names;
+    for (const found_item& item : ask(true, path, how)) {
+        if (!gone(item, how)) names += (names.empty() ? "" : " ") + item.name;
+    }
+    return names;
+}
+
+std::string engine_fixture::errors(ZYSearchReq& asking) {
+    ZYSearchResp response;
+    store->search(docs, asking, response);
+    std::string texts;
+    const auto list = response.getlistobject<KT5ContentIndexing::Error>(1, 1, false);
+    for (auto& error : *list) {
+        EXPECT_NE(error.getint64(1), 0);
+        texts += error.getstring(2, 2) + "\n";
+    }
+    return texts;
+}
+
+std::string engine_fixture::rows() const {
+    sqlite_connection connection(directory + "/index.db", sqlite_connection::access::read_only);
+    const char* const tables[] = {
+        "SELECT o.share, o.guid, v.version_guid, p.guid, v.name, v.name_key, v.state, v.vtime, v.dtime, v.data_type, "
+        "v.size, v.mode, v.uid, v.mtime, v.link_target, v.xattr, o.newest = v.id, "
+        "(SELECT group_concat(name || '=' || value) FROM version_property WHERE version = v.id) "
+        "FROM version v JOIN object o ON o.id = v.object LEFT JOIN object p ON p.id = v.parent "
+        "ORDER BY o.share, o.guid, v.vtime, v.arrival",
+        "SELECT o.share, o.guid, e.number, e.version_guid, e.guid, e.vtime, e.dtime, e.size, e.extent_type, "
+        "(SELECT group_concat(name || '=' || value) FROM extent_property WHERE extent = e.id), '', '', '', '', '', '', "
+        "'', '' FROM extent e JOIN object o ON o.id = e.file ORDER BY o.share, o.guid, e.number, e.vtime, e.arrival"};
+    std::string text;
+    for (const char* table : tables) {
+        sqlite_statement statement(connection, table);
+        while (statement.step()) {
+            for (int column = 0; column < 18; ++column)
+                text += std::string(statement.text(column)) + "|";
+            text += "\n";
+        }
+    }
+    return text;
+}
+
+}  // namespace index_server

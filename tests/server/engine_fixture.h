@@ -1,0 +1,72 @@
+// A storage engine in a fresh directory, with verbs that feed it collect lines and ask it as the library does.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/engine.h"
+
+namespace index_server {
+
+/// How a question is put; the defaults are those of a question about now.
+struct asked {
+    long long at = 0;  ///< seconds; 0 for now
+    long long after = 0;
+    bool fold_case = false;
+    long long page_size = 0;  ///< 0 for the usual one
+    long long page_start = 0;
+    bool cloud_columns = false;
+};
+
+struct found_item {
+    std::string path, name, object, version, parent, uid, xattr;
+    long long size = 0, mode = 0, mtime = 0, vtime = 0, dtime = 0;
+    std::map<std::string, std::string> properties;
+};
+
+class engine_fixture : public testing::Test {
+protected:
+    engine_fixture();
+    ~engine_fixture() override;
+
+    /// Applies a file of these lines, each without its start mark, closing bar and line feed: "<ADD>|<BAP>o|<LFN>a".
+    apply_outcome apply(std::initializer_list<std::string> lines) { return apply(docs, lines); }
+    apply_outcome apply(const share& to, const std::vector<std::string>& lines);
+    apply_outcome apply_bytes(const share& to, const std::string& bytes);
+    void reopen();
+
+    /// All items that the engine sends; the path starts at the share's root.
+    std::vector<found_item> ask(bool browse, const std::string& path, const asked& how = {}) {
+        return ask(docs, browse, path, how);
+    }
+    std::vector<found_item> ask(const share& of, bool browse, const std::string& path, const asked& how = {});
+    /// The version GUID that a find gives the library's caller: of the first item, unless that has ended by then.
+    std::string find(const std::string& path, const asked& how = {});
+    /// The names that a browse gives the library's caller, in the engine's order, with a space between.
+    std::string browse(const std::string& path, const asked& how = {});
+    /// The texts of a response's errors.
+    std::string errors(KT5ContentIndexing::ZYSearchReq& request);
+
+    KT5ContentIndexing::ZYSearchReq request(const share& of, bool browse, const std::string& path, const asked& how);
+    static void add_option(KT5ContentIndexing::ZYSearchReq& request, const std::string& name, const std::string& value);
+    static void add_filter(KT5ContentIndexing::ZYSearchReq& request, const std::string& name,
+                           const std::vector<std::string>& values, int mode);
+
+    /// Every row of the index but for the numbers that arrival gives; versions in the order that decides among them.
+    std::string rows() const;
+
+    std::string directory;
+    std::unique_ptr<engine> store;
+    share docs;
+
+private:
+    static bool gone(const found_item& item, const asked& how);
+};
+
+}  // namespace index_server

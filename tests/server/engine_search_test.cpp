@@ -1,0 +1,213 @@
+// Searches by path: places over time, directories made anew, case, pages, and requests that are not understood.
+#include <set>
+
+#include "tests/server/engine_fixture.h"
+
+namespace index_server {
+
+namespace {
+
+class engine_search : public engine_fixture {
+protected:
+    /// An addition at a second; an empty parent stands for the root.
+    std::string added(const std::string& object, const std::string& version, long long second,
+                      const std::string& parent, const std::string& name) const {
+        return "<ADD>|<VTIM>" + std::to_string(second * 1000000000) + "|<VGID>" + version + "|<BAP>" + object +
+               place(parent, name);
+    }
+    std::string updated(const std::string& object, const std::string& version, long long second,
+                        const std::string& parent, const std::string& name) const {
+        return "<UPD>|<VGID>" + version + "|<BAP>" + object + "|<CTIME>" + std::to_string(second) + place(parent, name);
+    }
+    std::string deleted(const std::string& object, const std::string& version, long long second,
+                        const std::string& parent, const std::string& name) const {
+        return "<DEL>|<VGID>" + version + "|<BAP>" + object + "|<DTIM>" + std::to_string(second) + place(parent, name);
+    }
+    std::string place(const std::string& parent, const std::string& name) const {
+        return "|<EPG>" + (parent.empty() ? docs.root_guid : parent) + "|<LFN>" + name;
+    }
+};
+
+TEST_F(engine_search, a_moved_object_is_found_where_it_was_and_now_only_where_it_is) {
+    apply({added("d", "d1", 5, "", "d"), added("e", "e1", 5, "", "e"), added("o", "v1", 10, "d", "a"),
+           added("o", "v2", 15, "d", "a")});
+    apply({updated("o", "v3", 20, "e", "b"), updated("o", "v4", 30, "e", "b")});
+    EXPECT_EQ(find("/d/a"), "");
+    EXPECT_EQ(find("/e/b"), "v4");
+    EXPECT_EQ(browse("/d") + "," + browse("/e"), ",b");
+    EXPECT_EQ(find("/d/a", {.at = 12}), "v1");
+    EXPECT_EQ(find("/d/a", {.at = 19}), "v2");
+    EXPECT_EQ(find("/e/b", {.at = 19}), "");
+    EXPECT_EQ(find("/d/a", {.at = 20}), "") << "neither of the versions that stood there";
+    EXPECT_EQ(find("/e/b", {.at = 20}), "v3");
+    EXPECT_EQ(browse("/d", {.at = 19}) + "," + browse("/d", {.at = 25}), "a,");
+    EXPECT_EQ(browse("/e", {.at = 40}), "b") << "once, in its newest version";
+    // Deleted where it went: no version of either place comes back.
+    apply({deleted("o", "v4", 50, "e", "b")});
+    for (const char* path : {"/d/a", "/e/b"})
+        EXPECT_EQ(find(path, {.at = 60}) + find(path), "") << path;
+    EXPECT_EQ(find("/e/b", {.at = 49}), "v4");
+    // Back at the first place under a name that it had before.
+    apply({added("o", "v5", 70, "d", "a")});
+    EXPECT_EQ(find("/d/a"), "v5");
+    EXPECT_EQ(find("/d/a", {.at = 60}), "");
+    EXPECT_EQ(find("/d/a", {.at = 19}), "v2");
+}
+
+TEST_F(engine_search, the_order_in_which_versions_arrive_does_not_matter) {
+    apply({added("o", "v3", 30, "", "c")});
+    apply({added("o", "v1", 10, "", "a")});
+    apply({updated("o", "v2", 20, "", "b")});
+    EXPECT_EQ(browse("/"), "c");
+    EXPECT_EQ(browse("/", {.at = 15}), "a");
+    EXPECT_EQ(browse("/", {.at = 25}), "b");
+}
+
+TEST_F(engine_search, children_of_a_renamed_directory_follow_it_without_being_touched) {
+    apply({added("d", "d1", 5, "", "old"), added("o", "v1", 6, "d", "a")});
+    apply({updated("d", "d2", 20, "", "new")});
+    EXPECT_EQ(find("/new/a"), "v1");
+    EXPECT_EQ(find("/old/a"), "");
+    EXPECT_EQ(find("/old/a", {.at = 19}), "v1");
+    EXPECT_EQ(find("/new/a", {.at = 19}), "");
+    EXPECT_EQ(browse("/old", {.at = 19}) + "," + browse("/old", {.at = 20}), "a,");
+    EXPECT_EQ(ask(false, "/new/a")[0].path, "/new/a");
+}
+
+TEST_F(engine_search, below_a_deleted_directory_everything_has_ended) {
+    apply({added("d", "d1", 5, "", "d"), added("o", "v1", 6, "d", "a"), added("p", "v1", 6, "d", "b")});
+    apply({deleted("p", "v1", 8, "d", "b"), deleted("d", "d1", 10, "", "d")});
+    EXPECT_EQ(find("/d/a"), "");
+    EXPECT_EQ(ask(false, "/d/a")[0].dtime, 10);
+    EXPECT_EQ(ask(false, "/d/b")[0].dtime, 8) << "it ended before its directory did";
+    EXPECT_EQ(find("/d/a", {.at = 9}), "v1");
+    EXPECT_EQ(find("/d/a", {.at = 10}), "");
+}
+
+TEST_F(engine_search, a_directory_made_anew_shows_its_own_children_and_never_the_dead_first) {
+    apply({added("d1", "d1", 5, "", "d"), added("o1", "old", 50, "d1", "a"), added("p1", "only", 6, "d1", "b")});
+    apply({deleted("d1", "d1", 60, "", "d")});
+    // The dead child's version is younger than the living one's: a page of one must still give the living.
+    apply({added("d2", "d2", 61, "", "d"), added("o2", "new", 40, "d2", "a")});
+    EXPECT_EQ(find("/d/a"), "new");
+    EXPECT_EQ(find("/d/a", {.at = 70}), "new");
+    EXPECT_EQ(find("/d/a", {.at = 55}), "old");
+    EXPECT_EQ(browse("/d"), "a");
+    EXPECT_EQ(browse("/d", {.at = 70}), "a");
+    EXPECT_EQ(browse("/d", {.at = 55}), "b a");
+    const std::vector<found_item> sent = ask(true, "/d");
+    ASSERT_EQ(sent.size(), 3u) << "the ended ones are sent behind the living";
+    EXPECT_EQ(sent[0].version, "new");
+    EXPECT_EQ(sent[1].dtime, 60);
+}
+
+TEST_F(engine_search, a_directory_told_of_late_still_leads_to_what_was_in_it) {
+    apply({added("o", "v1", 10, "d", "a"), added("d", "d1", 30, "", "d")});
+    EXPECT_EQ(find("/d/a", {.at = 20}), "v1");
+    EXPECT_EQ(find("/d", {.at = 20}), "") << "of the directory itself nothing is known at that time";
+}
+
+TEST_F(engine_search, a_range_has_both_its_ends_and_does_not_hide_the_way) {
+    apply({added("d", "d1", 5, "", "d"), added("o", "v1", 10, "d", "a"), updated("o", "v2", 20, "d", "a")});
+    EXPECT_EQ(find("/d/a", {.at = 20, .after = 20}), "v2");
+    EXPECT_EQ(find("/d/a", {.at = 19, .after = 10}), "v1");
+    EXPECT_EQ(find("/d/a", {.at = 19, .after = 11}), "");
+    EXPECT_EQ(find("/d/a", {.after = 20}), "v2");
+    EXPECT_EQ(find("/d/a", {.after = 21}), "") << "only the newest version counts without a past moment";
+}
+
+TEST_F(engine_search, case_is_folded_on_request_through_every_directory_that_matches) {
+    apply({added("d", "v", 5, "", "Straße"), added("e", "v", 6, "", "STRASSE"), added("f", "v", 7, "", "\xff Bad"),
+           added("a", "va", 10, "d", "Ärger"), added("b", "vb", 11, "e", "ärger")});
+    EXPECT_EQ(find("/strasse/ÄRGER"), "");
+    EXPECT_EQ(find("/Straße/Ärger"), "va");
+    EXPECT_EQ(find("/strasse/ÄRGER", {.fold_case = true}), "vb") << "the newest of the two";
+    EXPECT_EQ(ask(false, "/strasse/ÄRGER", {.fold_case = true})[0].path, "/STRASSE/ärger");
+    EXPECT_EQ(browse("/strasse", {.fold_case = true}), "Ärger ärger");
+    EXPECT_EQ(browse("/strasse", {.at = 20, .fold_case = true}), "Ärger ärger") << "two paths, two groups";
+    EXPECT_EQ(find("/\xff bad", {.fold_case = true}), "v");
+    apply({deleted("b", "vb", 20, "e", "ärger")});
+    EXPECT_EQ(find("/strasse/ÄRGER", {.fold_case = true}), "va");
+}
+
+TEST_F(engine_search, slashes_count_once_and_the_first_name_is_the_shares) {
+    apply({added("d", "d1", 5, "", "d"), added("o", "v1", 6, "d", "a")});
+    EXPECT_EQ(find("//d///a"), "v1");
+    EXPECT_EQ(find("/d/a/"), "v1");
+    EXPECT_EQ(browse("//d/"), "a");
+    EXPECT_EQ(find("/d/a/b"), "");
+    auto elsewhere = request(docs, false, "/", {});
+    auto bare = elsewhere;
+    const auto set_path = [](KT5ContentIndexing::ZYSearchReq& request, const std::string& path) {
+        auto& group = request.getObjectAccessor(true, true, 2, 2, 14, 157)
+                          ->getlistobject<KT5ContentIndexing::ZYSearchGroup>(3, 3, true)
+                          ->front();
+        auto& fields = *group.getObjectAccessor(true, true, 4, 4, 14, 150)
+                            ->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true);
+        *fields[1].getObjectAccessor(true, true, 2, 5, 14, 127)->getliststring(1, 1, true) = {path};
+    };
+    set_path(elsewhere, "/1/d/a");
+    set_path(bare, "/");
+    for (auto* request : {&elsewhere, &bare}) {
+        KT5ContentIndexing::ZYSearchResp response;
+        store->search(docs, *request, response);
+        EXPECT_TRUE(response.getObjectAccessor(true, false, 7, 13, 14, 33)
+                        ->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, false)
+                        ->empty());
+    }
+}
+
+TEST_F(engine_search, pages_of_a_large_directory_neither_lose_nor_double_an_entry) {
+    std::vector<std::string> lines{added("d", "d1", 5, "", "d")};
+    // Few different times, so that ties decide nearly everywhere.
+    for (int i = 0; i < 5000; ++i)
+        lines.push_back(added("o" + std::to_string(i), "v", 10 + i % 3, "d", "n" + std::to_string(i)));
+    ASSERT_TRUE(apply(docs, lines).applied);
+    for (const long long moment : {0LL, 100LL}) {
+        std::set<std::string> names;
+        std::vector<std::size_t> sizes;
+        for (long long start = 0; start <= 5000; start += 1000) {
+            const auto page = ask(true, "/d", {.at = moment, .page_start = start});
+            sizes.push_back(page.size());
+            for (const found_item& item : page)
+                names.insert(item.name);
+        }
+        EXPECT_EQ(sizes, (std::vector<std::size_t>{1000, 1000, 1000, 1000, 1000, 0})) << moment;
+        EXPECT_EQ(names.size(), 5000u) << moment;
+    }
+}
+
+TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_guess) {
+    const auto with_option = [&](const char* name, const char* value) {
+        auto made = request(docs, false, "/", {});
+        add_option(made, name, value);
+        return errors(made);
+    };
+    EXPECT_EQ(with_option("ENABLE_FLIGHT", "true"), "not supported: ENABLE_FLIGHT true\n");
+    EXPECT_EQ(with_option("ENABLE_EXTENT_SEARCH", "true"), "not supported: ENABLE_EXTENT_SEARCH true\n");
+    EXPECT_EQ(with_option("GROUP_RESULTS_BY", "zyurl_0"), "not supported: GROUP_RESULTS_BY zyurl_0\n");
+    EXPECT_EQ(with_option("ENABLE_HIGHLIGHTING", "true"), "not supported: ENABLE_HIGHLIGHTING true\n");
+    EXPECT_EQ(with_option("GROUP_LIMIT", "0"), "not supported: GROUP_LIMIT 0\n");
+    EXPECT_EQ(with_option("SORTFIELD", "VERSION_TIME"), "a parameter stands twice: SORTFIELD\n");
+
+    const auto with_filter = [&](const char* name, const std::vector<std::string>& values, int mode) {
+        auto made = request(docs, false, "/", {});
+        add_filter(made, name, values, mode);
+        return errors(made);
+    };
+    EXPECT_EQ(with_filter("PARENT_GUID", {"o"}, 2), "not supported: field PARENT_GUID\n");
+    EXPECT_EQ(with_filter("BROWSE_PATH", {"/1"}, 2), "the request names two paths\n");
+    EXPECT_EQ(with_filter("VTIME_SEC", {"1"}, 2), "VTIME_SEC takes a low and a high number of seconds\n");
+    EXPECT_EQ(with_filter("CISTATE", {}, 0), "a field without values: CISTATE\n");
+    EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 2), "not supported: CISTATE 2\n");
+    EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 0), "");
+
+    auto no_path = KT5ContentIndexing::ZYSearchReq();
+    EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request names no path\n");
+    auto page = request(docs, true, "/", {.page_size = 10001, .page_start = -1});
+    EXPECT_EQ(errors(page), "pageSize is not between 1 and 10000\npageStart is below 0\n");
+}
+
+}  // namespace
+
+}  // namespace index_server
