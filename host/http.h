@@ -30,7 +30,8 @@ private:
 };
 
 /// Posts `request` to `url` and assigns the body of the answer to `response`. Zero or more when the status was 200
-/// and the body arrived whole; a negative number otherwise, with `response` left empty. `extra` is not used.
+/// and the body, a search answer, arrived whole; a negative number otherwise, with `response` left empty. `extra` is
+/// not used.
 IIF_HOST_API int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& request,
                                   std::string& extra, std::string& response);
 

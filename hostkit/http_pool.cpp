@@ -2,7 +2,9 @@
 #include "host/http.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <new>
+#include <string_view>
 
 #include "hostkit/curl_exchange.h"
 #include "hostkit/log.h"
@@ -34,6 +36,19 @@ void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
     delete node;
 }
 
+namespace {
+
+/// Whether a body is one whole element of a search answer. A gateway may put a page of its own in front of the service
+/// and call it a success, and what cannot be understood as an answer would read as a directory without entries.
+bool is_search_answer(std::string_view body) {
+    constexpr std::string_view open = "<ZYSearchResp";
+    if (!body.starts_with(open) || body.size() == open.size()) return false;
+    const bool named_so = std::string_view(" />").find(body[open.size()]) != std::string_view::npos;
+    return named_so && (body.ends_with("</ZYSearchResp>") || body.find('>') + 1 == body.size());
+}
+
+}  // namespace
+
 int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& request, std::string&,
                      std::string& response) {
     response.clear();
@@ -52,6 +67,10 @@ int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& 
     if (answer.status != 200) {
         HOSTKIT_LOG(-1, "the search service answered with status %ld", answer.status);
         return -static_cast<int>(answer.status);
+    }
+    if (!is_search_answer(answer.body)) {
+        HOSTKIT_LOG(-1, "the search service answered with something that is no search answer");
+        return -EBADMSG;
     }
     response = std::move(answer.body);
     return 0;
