@@ -9,6 +9,7 @@
 
 #include "iif/time_text.h"
 #include "share/encoding.h"
+#include "share/record_json.h"
 
 namespace iif {
 namespace {
@@ -71,40 +72,9 @@ std::string wide_head(const index_iface_props& props) {
     return head;
 }
 
-// A text of the index is valid UTF-8 by its encoding; one that another host reported may not be.
-json::string json_text(std::string_view text) {
-    return json::string(share_host::to_valid_utf8(text));
-}
-
 std::string json_line(const index_iface_props& props) {
-    json::object line;
-    const auto text = [&](const char* name, const std::string& value) {
-        if (!value.empty()) line[name] = json_text(value);
-    };
-    const auto number = [&](const char* name, bool valid, long long value) {
-        if (valid) line[name] = value;
-    };
-    text("path", props.path);
+    json::object line = share_host::props_to_json(props);
     if (props.mode_valid) line["type"] = type_name(props.mode);
-    number("mode", props.mode_valid, props.mode);
-    number("size", props.size != -1, props.size);
-    number("uid", props.uid_valid, props.uid);
-    number("gid", props.gid_valid, props.gid);
-    number("atime", props.atime != -1, props.atime);
-    number("mtime", props.mtime != -1, props.mtime);
-    number("ctime", props.ctime != -1, props.ctime);
-    number("vtime", props.vtime != -1, props.vtime);
-    number("vtime_sec", props.vtime_sec != -1, props.vtime_sec);
-    text("link_target", props.link_target);
-    text("xattr", props.xattr);
-    text("object_guid", props.object_guid);
-    text("parent_guid", props.parent_guid);
-    text("version_guid", props.version_guid);
-    if (!props.custom_props.empty()) {
-        json::object& custom = line["custom_props"].emplace_object();
-        for (const auto& [key, value] : props.custom_props)
-            custom[json_text(key)] = json_text(value);
-    }
     return json::serialize(line);
 }
 
@@ -207,7 +177,8 @@ void progress_line::show(std::uint64_t objects, std::uint64_t changes, std::opti
     const double rate = static_cast<double>(objects) / seconds;
     std::string line = count_text(objects, "object") + ", " + count_text(changes, "change") + ", " +
                        std::to_string(static_cast<std::uint64_t>(rate)) + " a second";
-    if (expected && *expected > objects && rate > 0)
+    // What little has been seen in the first moments says nothing about the rest.
+    if (expected && *expected > objects && objects > *expected / 50)
         line += ", about " + time_left_text(static_cast<double>(*expected - objects) / rate);
     if (terminal_)
         std::fprintf(stderr, "\r\033[K%s", line.c_str());

@@ -40,10 +40,10 @@ private:
         result.state.fresh = reply.at("fresh").as_bool();
         result.state.stale_ms = reply.at("stale_ms").to_number<long long>();
         if (const json::value* props = reply.if_contains("props"))
-            result.objects.push_back(share_host::props_from_json(*props));
+            result.objects.push_back(share_host::props_from_json(props->as_object()));
         if (const json::value* items = reply.if_contains("items"))
             for (const json::value& item : items->as_array())
-                result.objects.push_back(share_host::props_from_json(item));
+                result.objects.push_back(share_host::props_from_json(item.as_object()));
         return result;
     } catch (const program_error&) {
         throw;

@@ -1,0 +1,203 @@
+"""Share hosts against an index server of its own: late, killed, shared by several, and answering nonsense."""
+
+import http.client
+import http.server
+import os
+import signal
+import threading
+import time
+
+from support import (CANNOT_REACH, DONE, NOT_FOUND, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
+                     make_plain_tree, output_of, paths_of, stop, wait_for, wait_for_text)
+
+SEARCH = "/ZYWebService.svc/doWebSearch"
+
+
+class Server:
+    """An index server on a port that stays the same over restarts."""
+
+    def __init__(self, scratch):
+        self.scratch = scratch
+        self.data = os.path.join(scratch.path, "data")
+        self.port = free_port()
+        self.url = f"http://127.0.0.1:{self.port}/"
+        self.start()
+
+    def start(self):
+        self.process = self.scratch.start("server", "--data", self.data, "--port", str(self.port))
+        wait_for_text(self.process, r"admin token file")
+
+    def kill(self):
+        self.process.send_signal(signal.SIGKILL)
+        self.process.wait()
+
+    def share(self, tree, state, *arguments, url=None):
+        return self.scratch.start("share", tree, "--server", url or self.url, "--state", state, "--admin-token-file",
+                                  os.path.join(self.data, "admin_token"), *arguments)
+
+
+def write(*parts, text="content"):
+    with open(os.path.join(*parts), "w") as file:
+        file.write(text)
+
+
+def summaries(process):
+    return [Summary(line) for line in output_of(process).splitlines() if SUMMARY.match(line)]
+
+
+def a_share_waits_for_its_server(scratch):
+    server = Server(scratch)
+    stop(server.process)
+    write(scratch.tree, "early")
+    host = server.share(scratch.tree, scratch.state, "--once")
+    wait_for_text(host, r"(?s)(trying again.*){2}")
+    server.start()
+    assert wait_for(lambda: host.poll() is not None, "the end of the share") and host.returncode == DONE
+    assert summaries(host)[-1].objects == 2
+    assert scratch.find("/early")["size"] == 7
+    # The identity is kept, so the token file is not needed again.
+    assert os.stat(os.path.join(scratch.state, "share.json")).st_mode & 0o777 == 0o600
+    again = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
+    last = Summary(again.stdout.decode().strip())
+    assert last.changes == 0, last
+    with open(os.path.join(server.data, "admin_token")) as token:
+        secret = token.read().strip()
+    assert secret not in output_of(server.process) + output_of(host)
+
+
+def killed_servers_lose_nothing(scratch):
+    server = Server(scratch)
+    make_plain_tree(scratch.tree, 5, 100)
+    host = server.share(scratch.tree, scratch.state, "--rescan", "1")
+    wait_for_text(host, r"^\d+ objects")
+    for number in range(4):
+        make_plain_tree(os.path.join(scratch.tree, f"round {number}"), 3, 100)
+        os.remove(os.path.join(scratch.tree, "d000", f"f{number:04}"))
+        # Each round dies at another point of what a delivery goes through.
+        time.sleep(0.4 * number + 0.3)
+        server.kill()
+        write(scratch.tree, f"while away {number}")
+        time.sleep(0.5)
+        server.start()
+    write(scratch.tree, "last")
+    expected = {encode(path) for path in paths_of(scratch.tree)}
+    wait_for(lambda: scratch.find("/last", expect=None), "the last file in the index", host)
+    wait_for(lambda: summaries(host)[-1].objects == len(expected), "a whole pass", host)
+    # That pass may have looked at the root itself just before its last entry was made.
+    changed = int(os.lstat(scratch.tree).st_ctime)
+    wait_for(lambda: scratch.find("/")["ctime"] == changed, "the root's last change in the index", host)
+    assert indexed_paths(scratch) == expected
+    stop(host)
+    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
+    last = Summary(final.stdout.decode().strip())
+    assert last.changes == 0, last
+    assert scratch.journal_lines() == 0
+
+
+def shares_of_one_server_do_not_see_each_other(scratch):
+    server = Server(scratch)
+    hosts = []
+    for name in "one", "two":
+        tree = scratch.make(name)
+        os.mkdir(os.path.join(tree, "same"))
+        write(tree, "same", "file", text=name * 10)
+        write(tree, "same", f"only in {name}")
+        hosts.append(server.share(tree, scratch.path + "/state-" + name, "--share", name, "--rescan", "3600"))
+    for host in hosts:
+        wait_for_text(host, r"^4 objects")
+    guids = set()
+    for name, other in ("one", "two"), ("two", "one"):
+        where = ("--state", scratch.path + "/state-" + name)
+        assert scratch.find("/same/file", *where)["size"] == 30
+        assert sorted(scratch.names("/same", *where)) == ["file", f"only in {name}"]
+        assert scratch.find(f"/same/only in {other}", *where, expect=NOT_FOUND) is None
+        guids |= {scratch.find(path, *where)["object_guid"] for path in ("/", "/same", "/same/file")}
+    assert len(guids) == 6
+    # A share's token opens nothing of the other one.
+    for host in hosts:
+        stop(host)
+
+
+class Front:
+    """Stands between a share host and its server, and spoils the answers to searches when told to."""
+
+    def __init__(self, port):
+        front = self
+        self.spoil = None
+        self.only = b""
+        self.spoiled = 0
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def log_message(self, *_):
+                pass
+
+            def pass_on(self):
+                body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+                backend = http.client.HTTPConnection("127.0.0.1", port)
+                backend.request(self.command, self.path, body, {
+                    name: value for name, value in self.headers.items() if name.lower() not in ("host", "expect")})
+                answer = backend.getresponse()
+                status, text = answer.status, answer.read()
+                backend.close()
+                length = len(text)
+                if front.spoil and self.path == SEARCH and front.only in body:
+                    front.spoiled += 1
+                    status, text, length = front.spoil(status, text)
+                self.send_response(status)
+                self.send_header("Content-Length", str(length))
+                self.end_headers()
+                self.wfile.write(text)
+                if length != len(text):
+                    self.close_connection = True
+
+            do_GET = do_POST = pass_on
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.server.daemon_threads = True
+        self.url = f"http://127.0.0.1:{self.server.server_port}/"
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+
+
+PAGE = b"<html><body>Something went wrong</body></html>"
+SPOILERS = {
+    "an error page": lambda status, text: (500, PAGE, len(PAGE)),
+    "an error page that claims success": lambda status, text: (200, PAGE, len(PAGE)),
+    "no text at all": lambda status, text: (200, b"", 0),
+    "a cut body": lambda status, text: (status, text[:len(text) // 2], len(text)),
+    "half a message": lambda status, text: (status, text[:len(text) // 2], len(text) // 2),
+    "a refused token": lambda status, text: (401, b'{"error":"unknown token"}', 25),
+}
+
+
+def a_spoiled_answer_is_never_an_empty_directory(scratch):
+    server = Server(scratch)
+    front = Front(server.port)
+    make_plain_tree(scratch.tree, 2, 3)
+    host = server.share(scratch.tree, scratch.state, "--rescan", "1", url=front.url)
+    wait_for_text(host, r"^9 objects")
+    for name, front.spoil in SPOILERS.items():
+        for front.only in (b"BROWSE_PATH", b""):
+            front.spoiled = 0
+            result = scratch.run("ls", "/d000", "--state", scratch.state, expect=None)
+            assert result.returncode in (CANNOT_REACH, REFUSED) and not result.stdout, (name, result)
+            assert front.spoiled, name
+            if not front.only:
+                result = scratch.run("find", "/d000", "--state", scratch.state, expect=None)
+                assert result.returncode in (CANNOT_REACH, REFUSED), (name, result)
+        before = len(summaries(host))
+        front.only = b"BROWSE_PATH"
+        wait_for(lambda: len(summaries(host)) > before and summaries(host)[-1].gaps, f"a gap after {name}", host)
+    front.spoil = None
+    assert sorted(scratch.names("/d000")) == ["f0000", "f0001", "f0002"]
+    stop(host)
+    assert not any(summary.deleted for summary in summaries(host)), output_of(host)
+    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
+    last = Summary(final.stdout.decode().strip())
+    assert last.changes == 0, last
+
+
+if __name__ == "__main__":
+    main(a_share_waits_for_its_server, killed_servers_lose_nothing, shares_of_one_server_do_not_see_each_other,
+         a_spoiled_answer_is_never_an_empty_directory)

@@ -1,0 +1,201 @@
+"""One process that serves a directory: what the first and later passes report, and what find and ls answer."""
+
+import json
+import os
+import socket
+import stat
+import subprocess
+import time
+
+from support import (CANNOT_REACH, NOT_FOUND, REFUSED, USAGE, encode, indexed_paths, main, paths_of, serving, stop,
+                     wait_for, wait_for_text)
+
+ODD_NAMES = [b"with space", b"pi|pe", b"<tag>", b"100%", b"%41", b"new\nline", b"bad\xff\xfeutf8", b"cut\xe2\x82",
+             "süß 中文".encode(), b"back\\slash", b"*??|<DEL>|<BAP>x|", b"-dash", b"tab\tbell\x07", b"q'\"uote",
+             b".hidden"]
+
+
+def make_odd_tree(tree):
+    """One of everything that a directory can hold without privileges."""
+    def at(*names):
+        return os.path.join(os.fsencode(tree), *names)
+    for name in ODD_NAMES:
+        with open(at(name), "wb") as file:
+            file.write(name)
+    os.makedirs(at(b"dir", b"new\nline dir", b"deep"))
+    os.mkdir(at(b"empty"))
+    with open(at(b"dir", b"new\nline dir", b"deep", b"leaf"), "w"):
+        pass
+    with open(at(b"dir", b"first name"), "w") as file:
+        file.write("one inode")
+    os.link(at(b"dir", b"first name"), at(b"dir", b"second name"))
+    os.link(at(b"dir", b"first name"), at(b"empty", b"third name"))
+    os.symlink(b"dir/first name", at(b"link"))
+    os.symlink(b"no|where\n", at(b"dangling"))
+    os.symlink(b"..", at(b"dir", b"loop"))
+    os.mkfifo(at(b"fifo"))
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(at(b"socket"))
+
+
+def counted_by_find(tree):
+    return subprocess.run(["find", tree, "-printf", "."], capture_output=True, check=True).stdout.count(b".")
+
+
+def every_object_is_indexed_once_and_found(scratch):
+    make_odd_tree(scratch.tree)
+    count = counted_by_find(scratch.tree)
+    first = scratch.once()
+    assert first.objects == count, (first.objects, count)
+    assert (first.updated + first.added, first.deleted, first.gaps, first.refused) == (first.changes, 0, 0, 0)
+    assert first.changes in (count - 1, count), "only the root may be known before"
+    assert first.batches >= 1
+    second = scratch.once()
+    assert (second.objects, second.changes, second.batches) == (count, 0, 0), second
+    assert scratch.journal_lines() == 0
+
+    with serving(scratch):
+        assert indexed_paths(scratch) == {encode(path) for path in paths_of(scratch.tree)}
+        check_answers(scratch)
+    assert not os.path.exists(os.path.join(scratch.state, "control.sock"))
+
+
+def check_answers(scratch):
+    for name in ODD_NAMES:
+        path = b"/" + name
+        entry = scratch.find(path)
+        assert entry["path"] == "/" + encode(name) and entry["size"] == len(name), entry
+        assert scratch.run("find", path, "--state", scratch.state).stdout == path + b"\n"
+        assert scratch.run("ls", path, "--state", scratch.state).stdout == path + b"\n"
+    kinds = {"/": "directory", "/empty": "directory", "/fifo": "fifo", "/socket": "socket", "/link": "link",
+             "/dir/second name": "file", "/dir/new\nline dir/deep/leaf": "file", "//dir//first name": "file",
+             "/dir/": "directory"}
+    for path, kind in kinds.items():
+        assert scratch.find(path)["type"] == kind, path
+    status = os.lstat(os.path.join(scratch.tree, "dir", "second name"))
+    entry = scratch.find("/dir/second name")
+    for field in "mode", "uid", "gid", "size", "mtime", "ctime":
+        assert entry[field] == int(getattr(status, "st_" + field)), field
+    assert scratch.find("/dangling")["link_target"] == "no%7Cwhere%0A"
+    guids = {scratch.find(path)["object_guid"] for path in ("/dir/first name", "/dir/second name", "/empty/third name")}
+    assert len(guids) == 3, "each name of an inode is an object of its own"
+    listing = scratch.run("ls", "/dir", "--long", "--state", scratch.state).stdout.decode()
+    assert "loop -> .." in listing and stat.filemode(status.st_mode) in listing, listing
+    assert scratch.names("/dir/new\nline dir/deep") == ["leaf"]
+    assert scratch.run("ls", "/dir/new\nline dir/deep/leaf", "--state", scratch.state).stdout
+    for path in "/nothing", "/dir/nothing", "/fifo/x", "/dir/First name":
+        assert scratch.find(path, expect=NOT_FOUND) is None
+        scratch.run("ls", path, "--state", scratch.state, expect=NOT_FOUND)
+
+
+def a_large_directory_comes_whole(scratch):
+    folder = os.path.join(scratch.tree, "large")
+    os.mkdir(folder)
+    expected = {f"entry {number:05}" for number in range(5000)}
+    for name in expected:
+        with open(os.path.join(folder, name), "w"):
+            pass
+    assert scratch.once().objects == 5002
+    names = scratch.names("/large")
+    assert len(names) == 5000 and set(names) == expected, len(names)
+
+
+def later_passes_report_exactly_what_changed(scratch):
+    for folder in "a", "b", "c/inner":
+        os.makedirs(os.path.join(scratch.tree, folder))
+    for file in "a/touched", "a/removed", "b/stays", "c/inner/gone with it", "c/loose":
+        with open(os.path.join(scratch.tree, file), "w") as content:
+            content.write(file)
+    scratch.once()
+    before = int(time.time()) + 1
+    wait_for(lambda: time.time() > before + 1, "a later second")
+
+    with open(os.path.join(scratch.tree, "a/touched"), "a") as content:
+        content.write(" and more")
+    third = scratch.once()
+    assert (third.changes, third.updated) == (1, 1), third
+
+    os.remove(os.path.join(scratch.tree, "a/removed"))
+    os.mkdir(os.path.join(scratch.tree, "b/made"))
+    os.remove(os.path.join(scratch.tree, "c/inner/gone with it"))
+    os.rmdir(os.path.join(scratch.tree, "c/inner"))
+    fourth = scratch.once()
+    # The times of a, b and c changed with their entries.
+    assert (fourth.added, fourth.updated, fourth.deleted, fourth.moved) == (1, 3, 3, 0), fourth
+    again = scratch.once()
+    assert again.changes == 0, again
+
+    with serving(scratch):
+        assert scratch.find("/a/removed", expect=NOT_FOUND) is None
+        assert scratch.find("/c/inner/gone with it", expect=NOT_FOUND) is None
+        assert scratch.find("/a/touched")["size"] == len("a/touched and more")
+        assert sorted(scratch.names("/a")) == ["touched"]
+        assert sorted(scratch.names("/b")) == ["made", "stays"]
+        then = ("--at", str(before))
+        assert scratch.find("/a/removed", *then)["size"] == len("a/removed")
+        assert scratch.find("/a/touched", *then)["size"] == len("a/touched")
+        assert scratch.find("/b/made", *then, expect=NOT_FOUND) is None
+        assert sorted(scratch.names("/a", *then)) == ["removed", "touched"]
+        assert sorted(scratch.names("/b", *then)) == ["stays"]
+        assert scratch.names("/c/inner", *then) == ["gone with it"]
+        assert indexed_paths(scratch) == {encode(path) for path in paths_of(scratch.tree)}
+
+
+def moved_objects_are_where_they_went(scratch):
+    os.makedirs(os.path.join(scratch.tree, "from/sub"))
+    os.mkdir(os.path.join(scratch.tree, "to"))
+    with open(os.path.join(scratch.tree, "from/sub/file"), "w") as content:
+        content.write("content")
+    scratch.once()
+    guid = scratch.find("/from/sub/file")["object_guid"]
+    os.rename(os.path.join(scratch.tree, "from/sub"), os.path.join(scratch.tree, "to/renamed"))
+    scratch.once()
+    again = scratch.once()
+    assert again.changes == 0, again
+    with serving(scratch):
+        assert scratch.find("/to/renamed/file")["object_guid"] == guid
+        assert indexed_paths(scratch) == {encode(path) for path in paths_of(scratch.tree)}
+
+
+def a_rescan_brings_changes_in(scratch):
+    host = scratch.start("up", scratch.tree, "--state", scratch.state, "--rescan", "1")
+    wait_for_text(host, r"^1 object,")
+    with open(os.path.join(scratch.tree, "late"), "w") as content:
+        content.write("late")
+    entry = wait_for(lambda: scratch.find("/late", expect=None), "the new file in the index", host)
+    assert entry["size"] == 4
+    second = scratch.run("up", scratch.tree, "--state", scratch.state, "--once", expect=REFUSED)
+    assert str(host.pid) in second.stderr.decode(), second.stderr
+    stop(host)
+
+
+def shares_are_chosen_by_name(scratch):
+    other = scratch.make("other")
+    for tree, name in (scratch.tree, "mine"), (other, "yours"):
+        with open(os.path.join(tree, name), "w"):
+            pass
+    missing = scratch.run("find", "/", expect=USAGE)
+    assert b"iif up" in missing.stderr
+    scratch.run("up", scratch.tree, "--once")
+    assert json.loads(scratch.run("find", "/mine", "--json").stdout)["path"] == "/mine"
+    scratch.run("up", other, "--once")
+    assert scratch.run("find", "/mine", expect=USAGE).stderr.count(b"other") == 1
+    assert scratch.find("/yours", "--share", "other")["path"] == "/yours"
+    assert scratch.find("/mine", "--share", "other", expect=NOT_FOUND) is None
+
+
+def what_cannot_be_done_is_said(scratch):
+    for arguments, code in ((("find",), USAGE), (("find", "relative", "--state", scratch.state), USAGE),
+                            (("nonsense",), USAGE), (("find", "/", "--state", scratch.state), USAGE),
+                            (("find", "/", "--at", "tomorrow"), USAGE), (("ls", "/", "--json", "--long"), USAGE),
+                            (("journal", "list", scratch.tree), NOT_FOUND),
+                            (("up", scratch.tree + "/missing", "--once"), CANNOT_REACH)):
+        result = scratch.run(*arguments, expect=code)
+        assert result.stderr and not result.stdout, (arguments, result)
+    assert b"subcommand" in scratch.run("--help").stdout.lower()
+
+
+if __name__ == "__main__":
+    main(every_object_is_indexed_once_and_found, a_large_directory_comes_whole,
+         later_passes_report_exactly_what_changed, moved_objects_are_where_they_went, a_rescan_brings_changes_in,
+         shares_are_chosen_by_name, what_cannot_be_done_is_said)
