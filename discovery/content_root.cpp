@@ -56,7 +56,7 @@ int index_iface::find_content_root_dir_from_hq() {
     auto folder = child_to_read(folders->front(), fields::SyncWebFolderInfo::folder);
     std::ostringstream folder_id;
     folder_id << folder->getint64(fields::Folder::folderId);
-    sync_folder = "/" + folder_id.str();
+    sync_folder.assign(1, '/').append(folder_id.str());
     if (atoi(sync_folder.c_str()) == -1) {  // never so: the text begins with "/"
         IIF_LOG(1, "ERROR: sync_folder [%s]", sync_folder.c_str());
         return -1;

@@ -70,10 +70,10 @@ void index_iface::extract_object_fields(KT5ContentIndexing::GResultItem& item, c
                                         index_iface_props& props) const {
     // The item that stands for the share's root is named after the folder's id.
     const std::string name = string_from_zystring(text_of(item, item_fields::name));
-    props.name = name == without_prefix(sync_folder, 1) ? "/" : name;
+    props.name = name == without_prefix(sync_folder, 1) ? std::string(1, '/') : name;
     const std::string path = string_from_zystring(text_of(item, item_fields::path));
     if (path == sync_folder) {
-        props.path = "/";
+        props.path.assign(1, '/');
     } else if (!path.empty()) {
         props.path = without_prefix(path, sync_folder.size());
     }
