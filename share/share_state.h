@@ -1,6 +1,7 @@
 // What the parts of the share have in common: the library's object and the gate in front of it.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -11,6 +12,21 @@
 #include "share/share.h"
 
 namespace share_host {
+
+/// The end of an object, which waits for the library's thread and so may take longer than anybody wants to wait.
+class deletion {
+public:
+    /// Deletes the object on a thread of its own.
+    static std::shared_ptr<deletion> start(index_iface* object);
+
+    /// True when the object is gone.
+    bool wait_until(std::chrono::steady_clock::time_point deadline);
+
+private:
+    std::mutex lock_;  // guards done_
+    std::condition_variable changed_;
+    bool done_ = false;
+};
 
 struct share::state {
     explicit state(share_options given) : options(std::move(given)) {}
@@ -26,6 +42,7 @@ struct share::state {
     // and the worker has ended; where that takes too long it stays for good.
     index_iface* object = nullptr;
     std::unique_ptr<delivery_worker> worker;
+    std::shared_ptr<deletion> ending;  // of the object that was there; used by the thread that leaves alone
 
     void notice(const std::string& text) const {
         if (options.notice) options.notice(text);
