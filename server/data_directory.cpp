@@ -44,7 +44,7 @@ descriptor take_lock(const std::string& directory) {
 
 std::string make_token_file(const std::string& directory, const std::string& path) {
     // Written beside and renamed, so that a crash never leaves half a token under the final name.
-    const std::string token = random_hex(token_bytes);
+    std::string token = random_hex(token_bytes);
     const std::string fresh = path + ".new";
     ::unlink(fresh.c_str());
     const descriptor file = open_file(fresh, O_WRONLY | O_CREAT | O_EXCL, 0600);

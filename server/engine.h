@@ -43,7 +43,7 @@ struct apply_outcome {
     bool applied = false;
     std::uint64_t lines = 0;         ///< lines read
     std::uint64_t error_line = 0;    ///< first line that could not be understood, 1 for the first; 0 when none
-    std::string error;
+    std::string error;               ///< why nothing was applied, naming the line when there is one
 };
 
 /// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error.

@@ -193,8 +193,7 @@ bool transactions::settle(const transaction_record& record) {
         HOSTKIT_LOG(2, "index server: transaction [%s] is completed, %llu lines", record.id.c_str(),
                     static_cast<unsigned long long>(outcome.lines));
     } else {
-        ended.error = outcome.error_line > 0 ? "line " + std::to_string(outcome.error_line) + ": " + outcome.error
-                                             : outcome.error;
+        ended.error = outcome.error;
         HOSTKIT_LOG(-1, "index server: transaction [%s] failed: %s", record.id.c_str(), ended.error.c_str());
     }
     const bool stored = put_outcome(ended);

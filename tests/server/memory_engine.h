@@ -115,7 +115,7 @@ public:
         store_.changed.wait(lock, [this] { return !store_.hold_back; });
         --store_.applying;
         if (content.str() == "broken") throw std::runtime_error("the database is gone");
-        if (content.str() == "bad") return {false, 7, 7, "no such tag"};
+        if (content.str() == "bad") return {false, 7, 7, "line 7: no such tag"};
         store_.applied.push_back(content.str());
         return {true, 1, 0, ""};
     }

@@ -92,6 +92,7 @@ TEST_F(transactions_test, many_waiters_hold_up_nobody) {
     const std::string id = submit_id(docs_, "one");
     store_.wait_until_applying(1);
     std::vector<std::future<answer>> waiters;
+    waiters.reserve(20);
     for (int i = 0; i < 20; ++i)
         waiters.push_back(wait_later(docs_, id));
     EXPECT_EQ(wait(docs_, id, 1).number("status"), processing);
