@@ -1,9 +1,25 @@
 // One thread that looks after the ends of all waiters' times.
 #include "server/long_polls.h"
 
+#include <exception>
 #include <utility>
 
+#include "hostkit/log.h"
+
 namespace index_server {
+
+namespace {
+
+/// One waiter's failure must reach neither the others nor the thread that woke them.
+void run_callback(const std::function<void()>& done) {
+    try {
+        done();
+    } catch (const std::exception& failure) {
+        HOSTKIT_LOG(-1, "index server: a waiter could not be answered: %s", failure.what());
+    }
+}
+
+}  // namespace
 
 long_polls::long_polls() : thread_([this] { run(); }) {}
 
@@ -26,7 +42,7 @@ void long_polls::wake(const std::string& key) {
         woken = take([&](clock::time_point, const waiter& w) { return w.key == key; });
     }
     for (const waiter& w : woken)
-        w.done();
+        run_callback(w.done);
 }
 
 void long_polls::stop() {
@@ -39,7 +55,7 @@ void long_polls::stop() {
     }
     if (thread_.joinable()) thread_.join();
     for (const waiter& w : all)
-        w.done();
+        run_callback(w.done);
 }
 
 void long_polls::run() {
@@ -57,7 +73,7 @@ void long_polls::run() {
         if (over.empty()) continue;
         lock.unlock();
         for (const waiter& w : over)
-            w.done();
+            run_callback(w.done);
         lock.lock();
     }
 }

@@ -13,7 +13,7 @@
 namespace index_server {
 
 /// Any thread may call any operation. Each callback runs exactly once, without any lock of this class, and must
-/// neither block for long nor throw.
+/// not block for long; what it throws is logged.
 class long_polls {
 public:
     long_polls();

@@ -179,7 +179,12 @@ void transactions::work() {
             next->record.status = App::ProcessingStatus_PROCESSING;
             record = next->record;
         }
-        settle(record);
+        try {
+            settle(record);
+        } catch (const std::exception& failure) {
+            // Left as it is: open until the next start, which settles it.
+            HOSTKIT_LOG(-1, "index server: transaction [%s] has no outcome: %s", record.id.c_str(), failure.what());
+        }
     }
 }
 
