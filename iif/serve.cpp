@@ -1,6 +1,7 @@
 // The loop of a share host.
 #include "iif/serve.h"
 
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <utility>
@@ -63,6 +64,7 @@ private:
         walk.root_record = parts_.state().root_record();
         walk.expected_objects = expected_;
         pass_result result;
+        const auto begin = std::chrono::steady_clock::now();
         {
             progress_line line;
             walk.progress = [&](const share_host::reconcile_progress& seen) {
@@ -72,6 +74,8 @@ private:
             result.summary = share_host::reconcile(parts_.share(), walk, stop_);
         }
         result.delivered = deliver();
+        // A pass is over when the index has it all.
+        result.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
         if (result.summary.complete) expected_ = result.summary.objects;
         report(result.summary);
         return result;
