@@ -52,8 +52,7 @@ std::optional<std::int64_t> type_of_mode(std::int64_t mode) {
 
 std::optional<std::int64_t> data_type_of(const collect_line& line) {
     // A deletion says 1 for a directory.
-    if (line.op == collect_op::remove) return std::nullopt;
-    if (line.object_type) return line.object_type;
+    if (line.object_type && line.op != collect_op::remove) return line.object_type;
     return line.mode ? type_of_mode(*line.mode) : std::nullopt;
 }
 

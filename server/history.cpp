@@ -9,13 +9,15 @@ namespace index_server {
 namespace {
 
 #define IIF_COLUMNS "SELECT id, object, vtime, dtime, coalesce(data_type, 1), parent, name FROM version "
+// Everything is in one direction, as the index has it, so that nothing is sorted; and a name is looked up by name, not
+// among the newest of its directory, which the plus sign forbids.
 constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE parent = ?1 AND state < 2";
-constexpr const char* newest_of_name_sql = IIF_COLUMNS "WHERE parent = ?1 AND name_key = ?2 AND state < 2";
+constexpr const char* newest_of_name_sql = IIF_COLUMNS "WHERE parent = ?1 AND name_key = ?2 AND +state < 2";
 constexpr const char* all_in_directory_sql = IIF_COLUMNS
-    "WHERE object IN (SELECT object FROM version WHERE parent = ?1) ORDER BY object, vtime DESC, arrival DESC";
+    "WHERE object IN (SELECT object FROM version WHERE parent = ?1) ORDER BY object DESC, vtime DESC, arrival DESC";
 constexpr const char* all_of_name_sql = IIF_COLUMNS
     "WHERE object IN (SELECT object FROM version WHERE parent = ?1 AND name_key = ?2) "
-    "ORDER BY object, vtime DESC, arrival DESC";
+    "ORDER BY object DESC, vtime DESC, arrival DESC";
 #undef IIF_COLUMNS
 
 version_in_place read_row(const sqlite_statement& row) {

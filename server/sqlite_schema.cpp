@@ -9,6 +9,7 @@
 //            dtime   seconds; 0 while not deleted.
 //            whole   1 when an addition brought the row: what its line left out was not there at that time.
 //            No value in any other column means that nobody has told it yet.
+//            version_by_place lists a directory in the order of its pages and holds all that is needed to skip pages.
 // extent     One row per version of an extent of a file, by (file, number).
 // meta       last_arrival, the highest arrival given out.
 #include "server/sqlite_schema.h"
@@ -77,7 +78,7 @@ CREATE TABLE version(
 CREATE UNIQUE INDEX version_by_guid ON version(object, version_guid);
 CREATE INDEX version_by_time ON version(object, vtime, arrival);
 CREATE INDEX version_by_name ON version(parent, name_key);
-CREATE INDEX version_by_place ON version(parent, state, vtime);
+CREATE INDEX version_by_place ON version(parent, state, vtime, id, dtime, data_type);
 CREATE INDEX version_without_place ON version(object) WHERE parent IS NULL OR name IS NULL;
 
 CREATE TABLE version_property(

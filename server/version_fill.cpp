@@ -46,8 +46,8 @@ version_fill::version_fill(sqlite_connection& connection)
                     "SELECT id, vtime, arrival, whole FROM version WHERE object = ?1 AND id > ?2 "
                     "ORDER BY vtime, arrival"),
       without_place_(connection,
-                     "SELECT id, vtime, arrival, whole FROM version WHERE object = ?1 "
-                     "AND (parent IS NULL OR name IS NULL) ORDER BY vtime, arrival"),
+                     "SELECT id, vtime, arrival, whole FROM version INDEXED BY version_without_place "
+                     "WHERE object = ?1 AND (parent IS NULL OR name IS NULL) ORDER BY vtime, arrival"),
       copy_attributes_(connection, copy_attributes_sql),
       copy_properties_(connection,
                        "INSERT OR IGNORE INTO version_property(version, name, value) "
