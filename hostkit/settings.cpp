@@ -7,6 +7,8 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "hostkit/journal_sync.h"
+
 namespace hostkit {
 
 void settings::load(const std::string& path) {
@@ -65,6 +67,10 @@ void load_process_settings(const std::string& path) {
         process_settings().load(path);
     } else if (from_environment != nullptr && *from_environment != '\0') {
         process_settings().load(from_environment);
+    }
+    // Found at the first journal otherwise, where a program could only try again.
+    if (!journal_sync_ms()) {
+        throw std::runtime_error("the setting journal_sync in [host] is not none, always or interval:<ms>.");
     }
 }
 

@@ -38,7 +38,7 @@ private:
 settings& process_settings();
 
 /// Loads the process's settings from `path` or, when that is empty, from the file named by the environment variable
-/// INDEX_IFACE_CONFIG; with neither it does nothing. Throws as settings::load.
+/// INDEX_IFACE_CONFIG; with neither nothing is loaded. Throws as settings::load, also when journal_sync is misspelt.
 void load_process_settings(const std::string& path = {});
 
 }  // namespace hostkit

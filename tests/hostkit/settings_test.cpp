@@ -54,6 +54,23 @@ TEST(settings, take_only_whole_numbers_for_numbers) {
     EXPECT_EQ(all.find_number("a", "b"), -12);
 }
 
+TEST(settings, of_the_process_come_from_the_program_or_the_environment_and_promise_no_unknown_sync) {
+    const scratch_directory scratch;
+    scratch.put("program.ini", "[test]\nfrom=program\n");
+    scratch.put("environment.ini", "[test]\nfrom=environment\n");
+    scratch.put("misspelt.ini", "[host]\njournal_sync=allways\n");
+    hostkit::settings& all = hostkit::process_settings();
+    setenv("INDEX_IFACE_CONFIG", (scratch / "environment.ini").c_str(), 1);
+    hostkit::load_process_settings();
+    EXPECT_EQ(all.get("test", "from", ""), "environment");
+    hostkit::load_process_settings(scratch / "program.ini");
+    EXPECT_EQ(all.get("test", "from", ""), "program");
+    EXPECT_THROW(hostkit::load_process_settings(scratch / "misspelt.ini"), std::runtime_error);
+    all.set("host", "journal_sync", "none");
+    unsetenv("INDEX_IFACE_CONFIG");
+    EXPECT_NO_THROW(hostkit::load_process_settings());
+}
+
 TEST(deployment, leaves_numbers_alone_that_are_missing_or_out_of_range) {
     hostkit::settings& all = hostkit::process_settings();
     const ZYPlatformInfo info;
