@@ -22,6 +22,9 @@ using namespace std::chrono_literals;
 // How long a host may take to come up, or an index to answer, before a query gives up.
 constexpr auto patience = 30s;
 
+// A negative result is an errno value or, from here on, a status of HTTP.
+constexpr int first_http_status = 200;
+
 std::chrono::milliseconds timeout_of(const query_options& options) {
     return std::chrono::milliseconds(std::llround(options.timeout_s * 1000));
 }
@@ -128,6 +131,9 @@ std::vector<index_iface_props> query_session::objects_of(query_source::answer&& 
     if (answer.ret == 0) return std::move(answer.objects);
     if (answer.ret == ENOENT) return {};
     const std::string result = std::to_string(answer.ret);
+    if (answer.ret <= -first_http_status)
+        throw program_error(exit_code::cannot_reach, "The index server answers with the HTTP status " +
+                                                         result.substr(1) + "; its log says why.");
     if (answer.ret < 0)
         throw program_error(exit_code::cannot_reach,
                             "The index server does not answer (" + result + "); is it running?");

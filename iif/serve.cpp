@@ -33,6 +33,7 @@ void print_summary(const reconcile_summary& pass, std::uint64_t batches) {
                        (batches == 1 ? " batch, " : " batches, ") + size_text(pass.bytes) + ", " + seconds + " s";
     if (pass.gaps > 0) line += ", " + count_text(pass.gaps, "gap");
     if (pass.refused > 0) line += ", " + std::to_string(pass.refused) + " refused";
+    if (!pass.complete) line += ", not finished";
     std::printf("%s\n", line.c_str());
     std::fflush(stdout);
     if (!pass.problem.empty()) notice(pass.problem);
