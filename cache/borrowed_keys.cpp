@@ -48,9 +48,20 @@ void index_iface::retire_items(const index_iface_props* props) {
         item->props = nullptr;
         item->key = keep_text(*cur_cache, item->key);
     }
-    if (index_iface_item* item = cur_par_cache->last; item != nullptr && item->key == props->parent_guid.c_str()) {
-        item->key = keep_text(*cur_par_cache, item->key);
+    // A rename may have marked its source directory behind the destination.
+    index_iface_item* parent = cur_par_cache->last;
+    for (int steps = 0; parent != nullptr && steps < 2; ++steps, parent = parent->list_prev) {
+        if (parent->key == props->parent_guid.c_str()) {
+            parent->key = keep_text(*cur_par_cache, parent->key);
+            return;
+        }
     }
+}
+
+// The caller's text need not outlive the call, so the key is a copy that lives as long as the item. Returns 0, or 1 as
+// insert_to_cache does. locks: cl_lock held for writing
+int index_iface::insert_foreign_key(index_iface_cache* cache, const std::string& key) {
+    return insert_to_cache(cache, keep_text(*cache, key.c_str()), nullptr);
 }
 
 // The former parent must no longer be found under its old name, so the key is not a copy but follows the text. Returns

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "cache/hash.h"
+#include "cache/mem_cache.h"
 #include "core/allocation.h"
 #include "core/index_iface.h"
 #include "core/log_line.h"
@@ -85,6 +86,10 @@ int index_iface::alloc_caches() {
     }
     cur_par_cache = &par_cache1;
     old_par_cache = &par_cache2;
+    if (init_rename_cache() != 0) {
+        free_caches();
+        return 1;
+    }
     return 0;
 }
 
@@ -94,6 +99,10 @@ void index_iface::free_caches() {
     delete_cache_memory(&par_cache1);
     delete_cache_memory(&cache2);
     delete_cache_memory(&cache1);
+    generic_cache_del_cache(cur_ren_cache);
+    generic_cache_del_cache(old_ren_cache);
+    cur_ren_cache = nullptr;
+    old_ren_cache = nullptr;
 }
 
 void index_iface::delete_cache_memory(index_iface_cache* cache) {

@@ -66,5 +66,8 @@ int index_iface::rotate() {
     std::swap(cur_par_cache, old_par_cache);
     IIF_LOG(6, "INDEX_IFACE: switched caches, cur_par_cache [%p], old_par_cache [%p].",
             static_cast<void*>(cur_par_cache), static_cast<void*>(old_par_cache));
+    std::swap(cur_ren_cache, old_ren_cache);
+    IIF_LOG(6, "INDEX_IFACE: switched caches, cur_ren_cache [%p], old_ ren_cache [%p].",
+            static_cast<void*>(cur_ren_cache), static_cast<void*>(old_ren_cache));
     return 0;
 }

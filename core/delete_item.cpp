@@ -43,6 +43,7 @@ int index_iface::delete_item(const index_iface_props& props) {
                 "[%ld], vtime [%lld], vtime_sec [%ld], dtime [%lld].",
                 cached.idx_ops, cached.path.c_str(), cached.version_guid.c_str(), cached.object_guid.c_str(),
                 cached.parent_guid.c_str(), cached.mtime, cached.vtime, cached.vtime_sec, cached.dtime);
+        delete_from_rename_cache(props);  // what was renamed to here is gone
         notify_thread_if();
         delay = calc_throttle_delay();
     }

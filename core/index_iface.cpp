@@ -9,6 +9,7 @@
 #include "core/log_line.h"
 #include "core/polled.h"
 #include "flush/event.h"
+#include "observability/index_iface_perf.h"
 
 index_iface::index_iface(args& arguments)
     : job_id(0),
@@ -73,6 +74,7 @@ index_iface::~index_iface() {
     delete_and_clear(collect_handler);
     delete_and_clear(root_dir_props);
     release_management_objects();
+    index_iface_log_perf_counters("index_iface::~index_iface()");
 }
 
 void index_iface::cleanup() {

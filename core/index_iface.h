@@ -102,9 +102,21 @@ public:
     /// add_item, but here a missing `dtime` is EINVAL.
     int delete_item(const index_iface_props& props);
 
+    /// Reports an object that now stands at `props.path` below `props.parent_guid` and stood at `old_path` below
+    /// `old_parent_guid`. A pending change of the same version takes it in. Until it is delivered the old path is
+    /// answered with ENOENT. With `flush_now` the call delivers it before it returns; a failure of that does not change
+    /// the result. Results and locking as add_item; a result of the memory of renames as well; may throw
+    /// std::bad_alloc.
+    int rename_item(const index_iface_props& props, const std::string& old_parent_guid, const std::string& old_path,
+                    bool flush_now);
+
     /// Returns when the changes accepted before the call have been delivered, with 0; or EIO (refused), EINTR (ended by
     /// `cleanup`), or the error of the rotation or delivery. It has no time limit. Any thread, without `cl_lock`.
     int flush();
+
+    /// Looks up the object with `fields.object_guid`. Otherwise as find_by_path, but the result carries the index's
+    /// path.
+    int find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props);
 
     /// Looks up the object at `fields.path`. Fills `props` only on 0. Returns ENOENT, EINVAL (no path), EIO (the server
     /// reported an error), or a negative number when the server could not be reached. Any thread; blocks on the
@@ -115,6 +127,15 @@ public:
     /// (see delete_browse_memory). On failure the whole list is emptied. Flushes first when children are pending.
     /// Results as find_by_path, an absent directory giving 0 and nothing, and those of flush.
     int browse_by_path(const index_iface_browse_fields& fields, props_list& results);
+
+    /// As browse_by_path, by the directory's `fields.object_guid`.
+    int browse_by_guid(const index_iface_browse_fields& fields, props_list& results);
+
+    /// The extents of the file `fields.object_guid` in ascending order, the newest version of each.
+    int browse_file_extents(const index_iface_browse_fields& fields, props_list& results);
+
+    /// The extents of the whole share that have no backup data yet, deleted ones included. Never flushes.
+    int browse_extents_not_backedup(props_list& results);
 
     /// Frees the records of a browse result and empties the list. No lock.
     void delete_browse_memory(props_list& results);
@@ -141,6 +162,7 @@ private:
     friend struct index_iface_test_access;
 
     struct init_locals;
+    struct query_key;
 
     // core/
     static void copy_valid_props(const index_iface_props& src, index_iface_props& dst);
@@ -150,6 +172,12 @@ private:
     void roll_back(index_iface_props* new_props);
     void sleep_off(std::uint32_t delay);
     int cache_update(index_iface_props* new_props);
+    int cache_rename(index_iface_props* new_props);
+    int finish_rename(const index_iface_props& props, const std::string& old_parent_guid, const std::string& old_path,
+                      index_iface_props* record);
+    void roll_back_rename(index_iface_props* record, bool is_new, const std::string& old_parent_guid);
+    int rename_under_lock(const index_iface_props& props, const std::string& old_parent_guid,
+                          const std::string& old_path, bool flush_now, std::uint32_t& delay);
     int update_under_lock(const index_iface_props& props, std::uint32_t& delay);
     int cache_and_journal(index_iface_props* new_props);
     int init_steps(init_locals& locals);
@@ -187,6 +215,11 @@ private:
     int insert_to_cache(index_iface_cache* cache, const char* key, index_iface_props* props);
     void rm_item_from_cache(index_iface_cache* cache, const char* key, index_iface_props* props);
     int insert_props_to_cache(index_iface_cache* cache, const index_iface_props& props);
+    int insert_foreign_key(index_iface_cache* cache, const std::string& key);
+    int init_rename_cache();
+    int add_to_rename_cache(const index_iface_props& props, const std::string& old_path);
+    int delete_from_rename_cache(const index_iface_props& props);
+    int was_path_renamed(const index_iface_browse_fields& fields);
     void retire_items(const index_iface_props* props);
     int merge_into_cached(const index_iface_props& src, index_iface_props& dst);
     int switch_cache();
@@ -228,7 +261,10 @@ private:
     CXoError write_group(CXoFile& file, Predicate belongs);
 
     // query/
-    int find_by_path_in_all(const index_iface_browse_fields& fields, index_iface_props& props);
+    template <class Lookup, class Search>
+    int find_in_all(const index_iface_browse_fields& fields, index_iface_props& props, Lookup lookup, Search search);
+    int answer_find(int ret);
+    int answer_browse(int ret);
     int find_common_zysearch(KT5ContentIndexing::ZYSearchReq& request, index_iface_props& result, int& count,
                              bool is_extent, const index_iface_browse_fields& fields,
                              index_iface_time_t real_before_time, bool ignore_deleted);
@@ -244,8 +280,17 @@ private:
     void extract_named_properties(KT5ContentIndexing::GResultItem& item, index_iface_props& props) const;
     int browse_by_path_zysearch(const index_iface_browse_fields& fields, props_list& results);
     int find_by_path_zysearch(const index_iface_browse_fields& fields, index_iface_props& props);
-    void fill_path_head(KT5ContentIndexing::ZYSearchReq& request, const index_iface_browse_fields& fields,
-                        index_iface_time_t real_time, const std::string& filter_name, int page_length) const;
+    int find_by_guid_zysearch(const index_iface_browse_fields& fields, index_iface_props& props);
+    int browse_by_guid_zysearch(const index_iface_browse_fields& fields, props_list& results);
+    int browse_file_extents_zysearch(const index_iface_browse_fields& fields, props_list& results);
+    int browse_extents_not_backedup_zysearch(props_list& results);
+    void fill_query_head(KT5ContentIndexing::ZYSearchReq& request, const index_iface_browse_fields& fields,
+                         index_iface_time_t real_time, const query_key& key) const;
+    void fill_group_options(KT5ContentIndexing::SearchProcessingInfo* info,
+                            const index_iface_browse_fields& fields) const;
+    std::string path_in_index(const char* path) const;
+    template <class Page>
+    int browse_pages(KT5ContentIndexing::ZYSearchReq& request, props_list& results, Page ask_page);
 
     // discovery/
     int find_content_root_dir();
@@ -254,6 +299,7 @@ private:
     // observability/
     void set_query_msg_success();
     void set_query_msg_failed();
+    static void init_perf(ZYPlatformInfo& platform_info);
     void dump_cache(const index_iface_cache* cache) const;
 
     std::uint64_t job_id;  // always 0

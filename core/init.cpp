@@ -13,25 +13,27 @@
 #include "core/polled.h"
 #include "flush/event.h"
 #include "journal/journal_files.h"
+#include "observability/index_iface_perf.h"
 
 int index_iface::init() {
-    if (read_polled(is_inited)) {
-        return 0;
-    }
-    release_management_objects();
-    tear_down();
-
-    init_locals locals;
-    const int ret = init_steps(locals);
-    if (locals.leave_at_once) {
-        return ret;
-    }
-    if (ret == 0) {
-        write_polled(is_inited, true);
-    } else {
+    int ret = 0;
+    if (!read_polled(is_inited)) {
+        release_management_objects();
         tear_down();
+        init_locals locals;
+        ret = init_steps(locals);
+        if (locals.leave_at_once) {
+            return ret;
+        }
+        if (ret == 0) {
+            write_polled(is_inited, true);
+        } else {
+            tear_down();
+        }
+        release_management_objects();
     }
-    release_management_objects();
+    // The common end: it stops the counter also where nothing started it.
+    stop_perf_counter("index_iface::init()", perf_init);
     return ret;
 }
 
@@ -51,6 +53,8 @@ int index_iface::init_steps(init_locals& locals) {
         return EINVAL;
     }
     locals.platform_info.setFocus(ZYPI_Focus::getFocus());
+    init_perf(locals.platform_info);
+    start_perf_counter("index_iface::init()", perf_init);
     if (share_name.empty()) {
         IIF_LOG_ERROR("INDEX_IFACE: Error: share_name cannot be an empty string.");
         return EINVAL;

@@ -19,10 +19,12 @@
 #include <new>
 #include <vector>
 
+#include "cache/mem_cache.h"
 #include "core/index_iface.h"
 #include "core/lock_guards.h"
 #include "core/log_line.h"
 #include "core/polled.h"
+#include "observability/index_iface_perf.h"
 
 namespace {
 
@@ -44,6 +46,7 @@ int index_iface::flush_internal() {
         const read_guard lock(*cl_lock);
         delivery_journal = old_journal_file;
     }
+    start_perf_counter("index_iface::flush_internal()", perf_flush);
     bool collect_file_stands = false;
     CXoError error;
     try {
@@ -60,6 +63,7 @@ int index_iface::flush_internal() {
     if (collect_file_stands) {
         CXoFile::Delete(collect_file.c_str(), true);
     }
+    stop_perf_counter("index_iface::flush_internal()", perf_flush);
     return error.IsError() ? FXErrorUtil::GetErrNo(error) : 0;
 }
 
@@ -106,6 +110,7 @@ void index_iface::forget_delivered_batch() {
     if (!delivery_journal.empty()) {
         delete_cached_items(old_cache);
         delete_cached_items(old_par_cache);
+        generic_cache_remove_all(old_ren_cache);
         CXoFile::Delete(old_journal_file.c_str(), true);
         old_journal_file.clear();
     }

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "core/index_iface.h"
+#include "core/polled.h"
+#include "observability/index_iface_perf.h"
 
 // Not one atomic step: a change at the same moment may raise a field before or after it is cleared.
 void index_iface_stats::clear() {
@@ -41,4 +43,7 @@ void index_iface::get_counters(std::map<std::string, std::string>& counters) {
 
 void index_iface::clear_counters() {
     stats.clear();
+    if (read_polled(g_enable_perf)) {
+        g_idx_iface_perf_counter->ResetPerfCounters("PerfCtr", nullptr, -1);
+    }
 }
