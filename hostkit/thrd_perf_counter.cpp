@@ -1,5 +1,6 @@
 // The timing counters. For each id: how many spans ended, their total and longest time, and a histogram by powers of
 // two of a microsecond. Starts are kept per thread, so overlapping spans of one id never mix.
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>
@@ -7,7 +8,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <unordered_map>
 
 #include "host/perf_counter.h"
 #include "hostkit/log.h"
