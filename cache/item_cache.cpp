@@ -151,7 +151,7 @@ index_iface::index_iface_item* index_iface::find_item_with_key_and_version(const
                                                                            const char* key, int key_len,
                                                                            const char* version_guid) const {
     return find_in_chain(cache, num_buckets, key, length_of(key, key_len), [version_guid](const auto& item) {
-        return item.props != nullptr && item.props->version_guid == version_guid;
+        return item.props != nullptr && strcmp(item.props->version_guid.c_str(), version_guid) == 0;
     });
 }
 

@@ -9,6 +9,7 @@
 //   any          current      EAGAIN when cur_cache is empty, else rotates
 //   false        both         EBUSY until the delivery clears old_journal_file
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "core/index_iface.h"
@@ -52,14 +53,23 @@ int index_iface::rotate() {
         IIF_LOG(6, "INDEX_IFACE: Info: no items in cur_cache. Returning EAGAIN.");
         return EAGAIN;
     }
-    old_journal_file = cur_journal_file;
-    const int ret = create_next_journal_file();
+    // The old name is set last: a batch that was never rotated must not seem to wait, or nothing would rotate again.
+    std::string former;
+    int ret = 0;
+    try {
+        former = cur_journal_file;
+        ret = create_next_journal_file();
+    } catch (const std::bad_alloc&) {
+        ret = ENOMEM;
+    }
     if (ret != 0) {
-        cur_journal_file = old_journal_file;
-        old_journal_file.clear();
+        if (!former.empty()) {
+            cur_journal_file.swap(former);
+        }
         write_polled(flush_tries, read_polled(flush_tries) + 1);
         return ret;
     }
+    old_journal_file.swap(former);
     std::swap(cur_cache, old_cache);
     IIF_LOG(6, "INDEX_IFACE: switched caches, cur_cache [%p], old_cache [%p].", static_cast<void*>(cur_cache),
             static_cast<void*>(old_cache));

@@ -81,8 +81,9 @@ public:
     index_iface& operator=(const index_iface&) = delete;
 
     /// Makes the object work: finds the index and the share's root in it, replays journals of an earlier run, starts
-    /// the flush thread and delivers what was replayed. Returns 0, -1, or an errno value; the log says what failed. A
-    /// second call after success does nothing. One thread.
+    /// the flush thread and delivers what was replayed. Returns 0, an errno value, -1, 1 (no memory for the caches, or
+    /// no thread) or the value of the host service that failed; the log says which. A second call after success does
+    /// nothing. One thread.
     int init();
 
     /// Ends the work and removes `collect_dir` with the changes that were not delivered. Sleeps 2 seconds.

@@ -42,14 +42,15 @@ int index_iface::flush_internal() {
         IIF_LOG_ERROR("INDEX_IFACE: Info: not flushing as hook file [%s] detected.", no_flush_hook);
         return 0;
     }
-    {
-        const read_guard lock(*cl_lock);
-        delivery_journal = old_journal_file;
-    }
     start_perf_counter("index_iface::flush_internal()", perf_flush);
     bool collect_file_stands = false;
     CXoError error;
+    // Without memory the delivery fails like any other: a batch for which no failure stands would never be retried.
     try {
+        {
+            const read_guard lock(*cl_lock);
+            delivery_journal = old_journal_file;
+        }
         error = deliver(collect_file_stands);
     } catch (const std::bad_alloc&) {
         error = FXErrorUtil::ErrorErrNo(ENOMEM);

@@ -45,17 +45,22 @@ private:
     T* child_;
 };
 
-/// A way to a list, with the same rules.
+/// A way to a list. Dereferencing yields the list, which lives as long as its message; an absent one that was asked for
+/// reading is an empty list of the calling thread, the same for all.
 template <class T>
 class message_list_handle {
 public:
     explicit message_list_handle(std::vector<T>* list) : list_(list) {}
-    message_list_handle() : empty_(std::make_unique<std::vector<T>>()), list_(empty_.get()) {}
+    message_list_handle() : list_(&none()) {}
     std::vector<T>& operator*() const { return *list_; }
     std::vector<T>* operator->() const { return list_; }
 
 private:
-    std::unique_ptr<std::vector<T>> empty_;
+    static std::vector<T>& none() {
+        static thread_local std::vector<T> empty;
+        empty.clear();
+        return empty;
+    }
     std::vector<T>* list_;
 };
 

@@ -3,6 +3,8 @@
 
 #include <curl/curl.h>
 
+#include <new>
+
 namespace hostkit {
 
 void curl_closer::operator()(void* handle) const noexcept {
@@ -25,7 +27,12 @@ curl_handle curl_pool::take() {
 void curl_pool::give_back(curl_handle handle, bool failed) {
     if (!handle || failed) return;
     const std::lock_guard guard(lock_);
-    if (idle_.size() < most_idle_) idle_.push_back(std::move(handle));
+    if (idle_.size() >= most_idle_) return;
+    try {
+        idle_.push_back(std::move(handle));
+    } catch (const std::bad_alloc&) {
+        // Not kept, then: it is destroyed like one too many, and the exchange that it served has still succeeded.
+    }
 }
 
 }  // namespace hostkit

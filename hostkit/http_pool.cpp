@@ -8,6 +8,7 @@
 
 #include "hostkit/curl_exchange.h"
 #include "hostkit/log.h"
+#include "hostkit/message_text.h"
 
 class CurlWrapperCacheNode {
 public:
@@ -39,19 +40,17 @@ void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
 namespace {
 
 /// Whether a body is one whole element of a search answer. A gateway may put a page of its own in front of the service
-/// and call it a success, and what cannot be understood as an answer would read as a directory without entries.
+/// and call it a success, and what cannot be understood as an answer would read as a directory without entries. So
+/// would one that is longer than messages may be.
 bool is_search_answer(std::string_view body) {
     constexpr std::string_view open = "<ZYSearchResp";
     if (!body.starts_with(open) || body.size() == open.size()) return false;
     const bool named_so = std::string_view(" />").find(body[open.size()]) != std::string_view::npos;
-    return named_so && (body.ends_with("</ZYSearchResp>") || body.find('>') + 1 == body.size());
+    if (!named_so || body.size() > hostkit::message_text_limits::bytes) return false;
+    return body.ends_with("</ZYSearchResp>") || (body.ends_with("/>") && body.find('>') + 1 == body.size());
 }
 
-}  // namespace
-
-int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& request, std::string&,
-                     std::string& response) {
-    response.clear();
+int exchange_search(CurlWrapperCacheNode* node, const std::string& url, std::string& request, std::string& response) {
     hostkit::http_request post;
     post.method = "POST";
     post.url = url;
@@ -74,4 +73,16 @@ int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& 
     }
     response = std::move(answer.body);
     return 0;
+}
+
+}  // namespace
+
+int GetCurlResponse2(CurlWrapperCacheNode* node, std::string& url, std::string& request, std::string&,
+                     std::string& response) {
+    response.clear();
+    try {
+        return exchange_search(node, url, request, response);
+    } catch (const std::bad_alloc&) {
+        return -ENOMEM;  // and not past the caller, who has a node to give back
+    }
 }

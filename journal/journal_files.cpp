@@ -10,10 +10,19 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "core/index_iface.h"
 #include "core/log_line.h"
+
+namespace {
+
+struct close_directory {
+    void operator()(DIR* stream) const { closedir(stream); }
+};
+
+}  // namespace
 
 void form_journal_file_name(const std::string& directory, std::string& name, int number) {
     char digits[16];
@@ -45,19 +54,18 @@ int index_iface::create_next_journal_file() {
 }
 
 int get_fnames_in_dir(std::vector<std::string>& names, const std::string& directory, const std::string& prefix) {
-    DIR* stream = opendir(directory.c_str());
-    if (stream == nullptr) {
+    const std::unique_ptr<DIR, close_directory> stream(opendir(directory.c_str()));
+    if (!stream) {
         const int error_number = errno;
         IIF_LOG_ERROR("Error: can't open directory %s Err [%d : %s]", directory.c_str(), error_number,
                       strerror(error_number));
         return error_number;
     }
-    while (const dirent64* entry = readdir64(stream)) {
+    while (const dirent64* entry = readdir64(stream.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != ".." && name.starts_with(prefix)) {
             names.emplace_back(name);
         }
     }
-    closedir(stream);
     return 0;
 }

@@ -1,4 +1,5 @@
-// One line of a collect file, understood. The line format is told in docs/journal-format.md.
+// One line of a collect file, understood. A line is "*??", then fields of the form "|<TAG>value", then "|" and a line
+// feed; there is no escape, so a value ends where "|<" begins the next field.
 #pragma once
 
 #include <cstddef>

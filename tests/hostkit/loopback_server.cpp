@@ -1,119 +1,99 @@
-// See loopback_server.h. Plain sockets, so that answers can be broken at any byte.
+// See loopback_server.h. Answers are written as bytes, so that they can be broken anywhere.
 #include "tests/hostkit/loopback_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http.hpp>
+#include <mutex>
+#include <sstream>
+#include <thread>
 
-#include <cstdlib>
-#include <stdexcept>
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using asio::ip::tcp;
+
+struct connection {
+    tcp::socket socket;
+    boost::beast::flat_buffer buffer;
+    http::request<http::string_body> request;
+};
+
+struct loopback_server::state {
+    state(handler given, unsigned short port)
+        : answer(std::move(given)), acceptor(io, {asio::ip::address_v4::loopback(), port}) {
+        accept();
+        runner = std::thread([this] { io.run(); });
+    }
+
+    void accept() {
+        acceptor.async_accept([this](boost::system::error_code failed, tcp::socket socket) {
+            if (failed) return;
+            {
+                const std::lock_guard guard(lock);
+                ++connections;
+            }
+            read(std::make_shared<connection>(connection{std::move(socket), {}, {}}));
+            accept();
+        });
+    }
+
+    void read(const std::shared_ptr<connection>& peer) {
+        peer->request = {};
+        http::async_read(peer->socket, peer->buffer, peer->request,
+                         [this, peer](boost::system::error_code failed, std::size_t) {
+                             if (!failed) reply_to(peer);
+                         });
+    }
+
+    void reply_to(const std::shared_ptr<connection>& peer) {
+        std::ostringstream text;
+        text << peer->request;
+        std::size_t number = 0;
+        {
+            const std::lock_guard guard(lock);
+            number = requests.size();
+            requests.push_back(text.str());
+        }
+        const scripted_reply reply = answer(number, text.str());
+        boost::system::error_code ignored;
+        asio::write(peer->socket, asio::buffer(reply.bytes), ignored);
+        if (reply.then == scripted_reply::after::keep) read(peer);
+        if (reply.then == scripted_reply::after::silence) silent.push_back(peer);
+    }
+
+    handler answer;
+    asio::io_context io;
+    tcp::acceptor acceptor;
+    std::vector<std::shared_ptr<connection>> silent;
+    std::mutex lock;  // guards the two below
+    std::size_t connections = 0;
+    std::vector<std::string> requests;
+    std::thread runner;
+};
 
 std::string whole_answer(int status, const std::string& body) {
     return "HTTP/1.1 " + std::to_string(status) + " X\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
            body;
 }
 
-loopback_server::loopback_server(handler answer, unsigned short port) : answer_(std::move(answer)) {
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(listener_, 64) != 0 ||
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-        throw std::runtime_error("cannot listen on loopback");
-    port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { accept_all(); });
-}
+loopback_server::loopback_server(handler answer, unsigned short port) : state_(new state(std::move(answer), port)) {}
 
 loopback_server::~loopback_server() {
-    stopping_ = true;
-    ::shutdown(listener_, SHUT_RDWR);
-    acceptor_.join();
-    {
-        const std::lock_guard guard(lock_);
-        for (const int connection : connections_)
-            ::shutdown(connection, SHUT_RDWR);
-    }
-    for (std::thread& thread : threads_)
-        thread.join();
-    for (const int connection : connections_)
-        ::close(connection);
-    ::close(listener_);
+    state_->io.stop();
+    state_->runner.join();
+}
+
+unsigned short loopback_server::port() const {
+    return state_->acceptor.local_endpoint().port();
 }
 
 std::size_t loopback_server::connections() const {
-    const std::lock_guard guard(lock_);
-    return connections_.size();
+    const std::lock_guard guard(state_->lock);
+    return state_->connections;
 }
 
 std::vector<std::string> loopback_server::requests() const {
-    const std::lock_guard guard(lock_);
-    return requests_;
-}
-
-void loopback_server::accept_all() {
-    for (;;) {
-        const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection < 0 || stopping_) {
-            if (connection >= 0) ::close(connection);
-            return;
-        }
-        const std::lock_guard guard(lock_);
-        connections_.push_back(connection);
-        threads_.emplace_back([this, connection] { serve(connection); });
-    }
-}
-
-std::string loopback_server::read_request(int connection, std::string& buffer) {
-    for (;;) {
-        const std::size_t head = buffer.find("\r\n\r\n");
-        if (head != std::string::npos) {
-            const std::size_t length = buffer.find("Content-Length: ");
-            const std::size_t body = length < head ? std::strtoul(buffer.c_str() + length + 16, nullptr, 10) : 0;
-            if (buffer.size() >= head + 4 + body) {
-                std::string request = buffer.substr(0, head + 4 + body);
-                buffer.erase(0, request.size());
-                return request;
-            }
-        }
-        char bytes[65536];
-        const ssize_t got = ::recv(connection, bytes, sizeof bytes, 0);
-        if (got <= 0) return {};
-        buffer.append(bytes, static_cast<std::size_t>(got));
-    }
-}
-
-void loopback_server::serve(int connection) {
-    std::string buffer;
-    for (;;) {
-        const std::string request = read_request(connection, buffer);
-        if (request.empty()) return;
-        std::size_t number = 0;
-        {
-            const std::lock_guard guard(lock_);
-            number = requests_.size();
-            requests_.push_back(request);
-        }
-        scripted_reply reply;
-        {
-            const std::lock_guard guard(answering_);
-            reply = answer_(number, request);
-        }
-        ::send(connection, reply.bytes.data(), reply.bytes.size(), MSG_NOSIGNAL);
-        if (reply.then == scripted_reply::after::close) {
-            ::shutdown(connection, SHUT_RDWR);
-            return;
-        }
-        if (reply.then == scripted_reply::after::silence) {
-            char byte;
-            while (::recv(connection, &byte, 1, 0) > 0) {
-            }
-            return;
-        }
-    }
+    const std::lock_guard guard(state_->lock);
+    return state_->requests;
 }

@@ -9,18 +9,6 @@ namespace {
 
 using namespace KT5ContentIndexing;
 
-TEST(messages, a_new_message_holds_nothing) {
-    ZYSearchResp response;
-    EXPECT_EQ(nullptr, response.impl());
-    EXPECT_EQ(0, response.getint64(1));
-    EXPECT_EQ("", response.getstring(2, 5));
-    EXPECT_TRUE(response.getlistobject<Error>(1, 1, false)->empty());
-    EXPECT_TRUE(response.getlistint(2, 2, false)->empty());
-    EXPECT_EQ("", response.getObjectAccessor(true, false, 7, 13, 14, 33)->getstring(1, 1));
-    EXPECT_FALSE(response.isSet(1));
-    EXPECT_FALSE(response.isSet(7)) << "reading makes nothing";
-}
-
 TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
     GResultItem item;
     item.setint64(26, 26, -7);
@@ -39,6 +27,10 @@ TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
 
 TEST(messages, a_field_is_set_when_it_holds_something) {
     CNMessageBase message(14, 31);
+    EXPECT_EQ("", message.getstring(2, 5));
+    EXPECT_EQ(0, message.getint64(1));
+    EXPECT_EQ("", message.getObjectAccessor(true, false, 3, 3, 1, 1)->getstring(1, 1));
+    EXPECT_FALSE(message.isSet(1) || message.isSet(2) || message.isSet(3)) << "reading makes nothing";
     message.setint64(1, 1, 0);
     message.setstring(2, 5, "");
     message.getObjectAccessor(true, true, 3, 3, 1, 1);
@@ -67,39 +59,29 @@ TEST(messages, references_and_handles_survive_other_fields) {
 }
 
 TEST(messages, copies_are_deep) {
+    const auto items = [](ZYSearchResp& response) {
+        return response.getObjectAccessor(true, true, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, true);
+    };
     ZYSearchResp response;
-    auto items = response.getObjectAccessor(true, true, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, true);
-    items->emplace_back().setstring(2, 5, "/a");
-    items->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0644);
-
-    ZYSearchResp copy(response);
-    ZYSearchResp assigned;
+    items(response)->emplace_back().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0644);
+    ZYSearchResp copy(response), assigned;
     assigned.setint64(99, 99, 1);
     assigned = copy;
-    items->front().setstring(2, 5, "/changed");
-    items->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0);
+    items(response)->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0);
     for (ZYSearchResp* other : {&copy, &assigned}) {
-        GResultItem& item =
-            other->getObjectAccessor(true, false, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, false)->front();
-        EXPECT_EQ("/a", item.getstring(2, 5));
-        EXPECT_EQ(0644, item.getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
+        EXPECT_EQ(0644, items(*other)->front().getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
         EXPECT_FALSE(other->isSet(99));
     }
 }
 
 TEST(messages, a_child_set_as_a_copy_can_be_read_by_its_class_and_without) {
     CNMessageBase request(30, 401);
-    {
-        ZyEntities::UserEntity user;
-        user.setstring(2, 5, "index");
-        request.setObjectAccessor(&user, 5, 5);
-        user.setstring(2, 5, "changed");
-    }
+    ZyEntities::UserEntity user;
+    user.setstring(2, 5, "index");
+    request.setObjectAccessor(&user, 5, 5);
+    user.setstring(2, 5, "changed");
     EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
-    const auto named = request.getObjectAccessor<ZyEntities::UserEntity>(true, false, 5, 5, 18, 15);
-    EXPECT_EQ("index", named->getstring(2, 5));
-    EXPECT_NE(nullptr, dynamic_cast<ZyEntities::UserEntity*>(&*named));
-    EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
+    EXPECT_EQ("index", request.getObjectAccessor<ZyEntities::UserEntity>(true, false, 5, 5, 18, 15)->getstring(2, 5));
 }
 
 TEST(messages, one_field_is_never_two_things) {
@@ -108,7 +90,6 @@ TEST(messages, one_field_is_never_two_things) {
     EXPECT_THROW(message.getliststring(1, 1, true), std::logic_error);
     EXPECT_THROW(message.getlistobject<Error>(1, 1, false), std::logic_error);
     EXPECT_THROW(message.getObjectAccessor(true, true, 1, 1, 14, 33), std::logic_error);
-    EXPECT_THROW(message.setObjectAccessor(&message, 1, 1), std::logic_error);
     message.getlistobject<Error>(2, 2, true);
     EXPECT_THROW(message.getlistobject<CIServer>(2, 2, false), std::logic_error);
     EXPECT_THROW(message.setstring(2, 2, ""), std::logic_error);

@@ -11,29 +11,14 @@
 
 namespace {
 
-TEST(settings, are_read_from_a_file_over_what_is_there) {
+TEST(settings, are_read_from_a_file_over_what_is_there_or_stay_as_they_were) {
     const scratch_directory scratch;
     scratch.put("good.ini",
-                "; a remark\n[Lumo]\nnDisableJournalSave = 1\n[identity]\nclient_id.7=12\nempty=\n"
-                "[server]\nurl = http://127.0.0.1:1/ \n");
-    hostkit::settings all;
-    all.set("server", "url", "former");
-    all.set("server", "token", "kept");
-    all.load(scratch / "good.ini");
-    EXPECT_EQ(all.find_number("Lumo", "nDisableJournalSave"), 1);
-    EXPECT_EQ(all.find_number("identity", "client_id.7"), 12);
-    EXPECT_EQ(all.find("identity", "empty"), "");
-    EXPECT_EQ(all.get("server", "url", ""), "http://127.0.0.1:1/");
-    EXPECT_EQ(all.get("server", "token", ""), "kept");
-    EXPECT_EQ(all.get("server", "other", "fallback"), "fallback");
-    EXPECT_FALSE(all.find("lumo", "nDisableJournalSave"));
-}
-
-TEST(settings, stay_as_they_were_when_a_file_is_missing_or_broken) {
-    const scratch_directory scratch;
+                "; a remark\n[Lumo]\nnDisableJournalSave = 1\n[identity]\nempty=\n[server]\nurl = http://h/ \n");
     scratch.put("broken.ini", "[server]\nurl=new\nthis line means nothing\n");
     hostkit::settings all;
     all.set("server", "url", "former");
+    all.set("server", "token", "kept");
     EXPECT_THROW(all.load(scratch / "missing.ini"), std::runtime_error);
     try {
         all.load(scratch / "broken.ini");
@@ -42,16 +27,26 @@ TEST(settings, stay_as_they_were_when_a_file_is_missing_or_broken) {
         EXPECT_NE(std::string(failure.what()).find("line 3"), std::string::npos) << failure.what();
     }
     EXPECT_EQ(all.get("server", "url", ""), "former");
+    all.load(scratch / "good.ini");
+    EXPECT_EQ(all.find_number("Lumo", "nDisableJournalSave"), 1);
+    EXPECT_EQ(all.find("identity", "empty"), "");
+    EXPECT_EQ(all.get("server", "url", ""), "http://h/");
+    EXPECT_EQ(all.get("server", "token", ""), "kept");
 }
 
-TEST(settings, take_only_whole_numbers_for_numbers) {
-    hostkit::settings all;
-    for (const std::string text : {"", "x", "12x", " 12", "1.5", "99999999999999999999"}) {
-        all.set("a", "b", text);
-        EXPECT_FALSE(all.find_number("a", "b")) << text;
+TEST(settings, take_only_whole_numbers_in_range_for_numbers) {
+    hostkit::settings& all = hostkit::process_settings();
+    const ZYPlatformInfo info;
+    unsigned value = 42;
+    EXPECT_NE(info.getNumber("Lumo", "missing", value), 0);
+    for (const std::string text : {"", "x", "12x", " 12", "1.5", "99999999999999999999", "-1", "4294967296"}) {
+        all.set("Lumo", "number", text);
+        EXPECT_NE(info.getNumber("Lumo", "number", value), 0) << text;
     }
-    all.set("a", "b", "-12");
-    EXPECT_EQ(all.find_number("a", "b"), -12);
+    EXPECT_EQ(value, 42U);
+    all.set("Lumo", "number", "4294967295");
+    EXPECT_EQ(info.getNumber("Lumo", "number", value), 0);
+    EXPECT_EQ(value, 4294967295U);
 }
 
 TEST(settings, of_the_process_come_from_the_program_or_the_environment_and_promise_no_unknown_sync) {
@@ -69,21 +64,6 @@ TEST(settings, of_the_process_come_from_the_program_or_the_environment_and_promi
     all.set("host", "journal_sync", "none");
     unsetenv("INDEX_IFACE_CONFIG");
     EXPECT_NO_THROW(hostkit::load_process_settings());
-}
-
-TEST(deployment, leaves_numbers_alone_that_are_missing_or_out_of_range) {
-    hostkit::settings& all = hostkit::process_settings();
-    const ZYPlatformInfo info;
-    unsigned value = 42;
-    EXPECT_NE(info.getNumber("Lumo", "missing", value), 0);
-    for (const std::string text : {"-1", "4294967296", "many"}) {
-        all.set("Lumo", "number", text);
-        EXPECT_NE(info.getNumber("Lumo", "number", value), 0);
-    }
-    EXPECT_EQ(value, 42U);
-    all.set("Lumo", "number", "4294967295");
-    EXPECT_EQ(info.getNumber("Lumo", "number", value), 0);
-    EXPECT_EQ(value, 4294967295U);
 }
 
 TEST(deployment, knows_the_shares_that_the_settings_name) {
@@ -111,24 +91,8 @@ TEST(deployment, knows_the_shares_that_the_settings_name) {
     EXPECT_EQ(known->getSubclient(nullptr)->getMarlWebServerDetails(web_client_id, host, url, nullptr), 0);
     EXPECT_EQ(std::to_string(web_client_id) + host + url, "9webhttp://here/");
 
-    auto* web = new ZYClient(9);
-    std::string directory = "untouched";
-    EXPECT_NE(web->getJobResultsDirectory(directory), 0);
-    EXPECT_EQ(directory, "untouched");
-    all.set("identity", "job_results", "/results");
-    EXPECT_EQ(web->getJobResultsDirectory(directory), 0);
-    EXPECT_EQ(directory, "/results");
-    web->release();
     known->release();
     unknown->release();
-}
-
-TEST(deployment, has_no_focus_client_when_its_name_is_set_empty) {
-    EXPECT_NE(ZYPlatformInfo().getPhysicalMachine(), nullptr);
-    hostkit::process_settings().set("identity", "machine", "");
-    EXPECT_EQ(ZYPlatformInfo().getPhysicalMachine(), nullptr);
-    hostkit::process_settings().set("identity", "machine", "m1");
-    EXPECT_STREQ(ZYPlatformInfo().getPhysicalMachine(), "m1");
 }
 
 }  // namespace

@@ -1,66 +1,25 @@
-// One table of the record's fields serves both directions of the record texts.
+// One list of the record's fields serves both directions of the record texts.
 #include "tests/support/record_text.h"
 
-#include <functional>
 #include <map>
 #include <sstream>
+#include <type_traits>
+#include <utility>
 
 #include "host/message_classes.h"
 
 namespace {
 
-struct field {
-    std::string name;
-    std::function<std::string(const index_iface_props&)> get;
-    std::function<void(index_iface_props&, const std::string&)> set;
-};
-
-field text(const char* name, std::string index_iface_props::*member) {
-    return {name, [=](const auto& props) { return props.*member; },
-            [=](auto& props, const auto& v) { props.*member = v; }};
-}
-
-template <class Number>
-field number(const char* name, Number index_iface_props::*member) {
-    return {name, [=](const auto& props) { return props.*member == -1 ? "" : std::to_string(props.*member); },
-            [=](auto& props, const auto& v) { props.*member = static_cast<Number>(std::stoll(v)); }};
-}
-
-field flagged(const char* name, bool index_iface_props::*valid, std::uint32_t index_iface_props::*member) {
-    return {name, [=](const auto& props) { return props.*valid ? std::to_string(props.*member) : ""; },
-            [=](auto& props, const auto& v) {
-                props.*valid = true;
-                props.*member = static_cast<std::uint32_t>(std::stoul(v));
-            }};
-}
-
-const std::vector<field>& fields() {
-    using p = index_iface_props;
-    static const std::vector<field> all{text("name", &p::name),
-                                        text("path", &p::path),
-                                        text("version", &p::version_guid),
-                                        text("object", &p::object_guid),
-                                        text("parent", &p::parent_guid),
-                                        flagged("mode", &p::mode_valid, &p::mode),
-                                        number("size", &p::size),
-                                        flagged("uid", &p::uid_valid, &p::uid),
-                                        flagged("gid", &p::gid_valid, &p::gid),
-                                        number("atime", &p::atime),
-                                        number("ctime", &p::ctime),
-                                        number("mtime", &p::mtime),
-                                        number("dtime", &p::dtime),
-                                        number("vtime", &p::vtime),
-                                        number("sec", &p::vtime_sec),
-                                        number("etype", &p::extent_type),
-                                        number("esize", &p::extent_size),
-                                        text("link", &p::link_target),
-                                        number("extent", &p::is_extent),
-                                        number("enum", &p::extent_number),
-                                        number("a", &p::result_ref_a),
-                                        number("b", &p::result_ref_b),
-                                        number("c", &p::result_ref_c),
-                                        text("xattr", &p::xattr)};
-    return all;
+// Gives `visit` the name and the place of every field, and for some the flag that says whether it is set.
+template <class Props, class Visit>
+void visit_fields(Props& p, Visit visit) {
+    visit("name", p.name), visit("path", p.path), visit("version", p.version_guid), visit("object", p.object_guid);
+    visit("parent", p.parent_guid), visit("mode", p.mode, &p.mode_valid), visit("size", p.size);
+    visit("uid", p.uid, &p.uid_valid), visit("gid", p.gid, &p.gid_valid), visit("atime", p.atime);
+    visit("ctime", p.ctime), visit("mtime", p.mtime), visit("dtime", p.dtime), visit("vtime", p.vtime);
+    visit("sec", p.vtime_sec), visit("etype", p.extent_type), visit("esize", p.extent_size);
+    visit("link", p.link_target), visit("extent", p.is_extent), visit("enum", p.extent_number);
+    visit("a", p.result_ref_a), visit("b", p.result_ref_b), visit("c", p.result_ref_c), visit("xattr", p.xattr);
 }
 
 const std::vector<std::string> op_names{"NONE", "ADD", "UPD", "DEL", "REN"};
@@ -71,13 +30,6 @@ std::vector<std::pair<std::string, std::string>> words_of(const std::string& tex
     for (std::string word; stream >> word;)
         words.emplace_back(word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
     return words;
-}
-
-std::string joined(const std::vector<std::string>& values) {
-    std::string all;
-    for (const std::string& value : values)
-        all += (all.empty() ? "" : ",") + value;
-    return all;
 }
 
 CNMessageBase& child(CNMessageBase& message, short field, short tag, int group, int number) {
@@ -96,19 +48,30 @@ index_iface_props record_of(const std::string& text) {
         } else if (name.starts_with("custom.")) {
             props.custom_props[name.substr(7)] = value;
         }
-        for (const field& known : fields()) {
-            if (known.name == name) known.set(props, value);
-        }
+        visit_fields(props, [&](const std::string& known, auto& member, bool* valid = nullptr) {
+            if (known != name) return;
+            if (valid != nullptr) *valid = true;
+            if constexpr (std::is_integral_v<std::remove_reference_t<decltype(member)>>) {
+                member = static_cast<std::remove_reference_t<decltype(member)>>(std::stoll(value));
+            } else {
+                member = value;
+            }
+        });
     }
     return props;
 }
 
 std::string text_of(const index_iface_props& props) {
     std::string text = props.idx_ops == 0 ? "" : "op=" + op_names.at(static_cast<std::size_t>(props.idx_ops));
-    for (const field& known : fields()) {
-        const std::string value = known.get(props);
-        if (!value.empty()) text += (text.empty() ? "" : " ") + known.name + "=" + value;
-    }
+    visit_fields(props, [&](const std::string& name, const auto& member, const bool* valid = nullptr) {
+        std::string value;
+        if constexpr (std::is_integral_v<std::remove_cvref_t<decltype(member)>>) {
+            if (valid != nullptr ? *valid : static_cast<long long>(member) != -1) value = std::to_string(member);
+        } else {
+            value = member;
+        }
+        if (!value.empty()) text += (text.empty() ? "" : " ") + name + "=" + value;
+    });
     for (const auto& [key, value] : props.custom_props)
         text += " custom." + key + "=" + value;
     return text;
@@ -120,21 +83,21 @@ index_iface_props change_of(const std::string& object, const std::string& more) 
 }
 
 std::string search_answer(const std::vector<std::string>& records) {
-    static const std::map<std::string, std::string> of_item{
-        {"path", "path"},          {"name", "name"},        {"object", "objectGuid"}, {"version", "versionGuid"},
-        {"parent", "parentGuid"},  {"a", "resultRefA"},     {"b", "resultRefB"},      {"c", "resultRefC"},
-        {"mtime", "modifiedTime"}, {"atime", "accessTime"}, {"size", "size"}};
-    static const std::map<std::string, std::string> of_attributes{
-        {"uid", "uid"},          {"gid", "gid"},          {"mode", "mode"},         {"etype", "extentPresent"},
-        {"xattr", "xattr"},      {"ctime", "changeTime"}, {"enum", "extentNumber"}, {"vtime", "versionTime"},
-        {"dtime", "deletedTime"}};
+    static const std::map<std::string, std::string> places{
+        {"path", "path"},         {"name", "name"},          {"object", "objectGuid"},    {"version", "versionGuid"},
+        {"parent", "parentGuid"}, {"a", "resultRefA"},       {"b", "resultRefB"},         {"c", "resultRefC"},
+        {"size", "size"},         {"atime", "accessTime"},   {"mtime", "modifiedTime"},   {"uid", "@uid"},
+        {"gid", "@gid"},          {"mode", "@mode"},         {"etype", "@extentPresent"}, {"xattr", "@xattr"},
+        {"ctime", "@changeTime"}, {"enum", "@extentNumber"}, {"vtime", "@versionTime"},   {"dtime", "@deletedTime"}};
     std::string text = "<ZYSearchResp><resultSet>";
     for (const std::string& record : records) {
         std::string item, attributes, properties;
         for (const auto& [name, value] : words_of(record)) {
             const std::string quoted = "=\"" + value + "\" ";
-            if (of_item.contains(name)) item += of_item.at(name) + quoted;
-            if (of_attributes.contains(name)) attributes += of_attributes.at(name) + quoted;
+            if (const auto place = places.find(name); place != places.end()) {
+                const bool attribute = place->second[0] == '@';
+                (attribute ? attributes : item) += place->second.substr(attribute) + quoted;
+            }
             if (name.starts_with("custom.")) {
                 properties += "<propertyList propertyName=\"" + name.substr(7) + "\" propertyValue" + quoted + "/>";
             }
@@ -171,8 +134,11 @@ std::string request_text(std::string request) {
             CNMessageBase& criteria = child(group, 4, 4, 14, 150);
             out << (groups == 4 ? "base " : "query ") << group.getint64(3) << criteria.getint64(3) << "\n";
             for (FieldValue& filter : *criteria.getlistobject<FieldValue>(2, 5, false)) {
-                out << " " << filter.getstring(1, 1) << ":" << filter.getint64(3) << " "
-                    << joined(*child(filter, 2, 5, 14, 127).getliststring(1, 1, false)) << "\n";
+                out << " " << filter.getstring(1, 1) << ":" << filter.getint64(3);
+                const char* before = " ";
+                for (const std::string& value : *child(filter, 2, 5, 14, 127).getliststring(1, 1, false))
+                    out << std::exchange(before, ",") << value;
+                out << "\n";
             }
         }
     }

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -153,14 +154,13 @@ void CMarlCollectHandler::SetLogLevel(int level) {
 
 CXoError CMarlCollectHandler::SubmitNewTransaction(App::ProcessingStatus& status, EScanJobType type,
                                                    const std::vector<std::string>& files, bool append) {
-    std::ostringstream bytes;
     std::ifstream file(files.at(0), std::ios::binary);
-    if (file.peek() != std::ifstream::traits_type::eof()) bytes << file.rdbuf();
+    std::string bytes(std::istreambuf_iterator<char>(file), {});
     const std::lock_guard guard(host().lock);
     host().collect.calls.push_back("submit " + std::to_string(type) + (append || files.size() != 1 ? " oddly" : ""));
     const auto outcome = take_front(host().collect.submits, {CXoError(), App::ProcessingStatus_QUEUED});
     status = outcome.status;
-    if (!outcome.error.IsError()) host().collect.batches.push_back(bytes.str());
+    if (!outcome.error.IsError()) host().collect.batches.push_back(std::move(bytes));
     return outcome.error;
 }
 

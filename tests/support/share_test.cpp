@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "flush/event.h"
 #include "hostkit/settings.h"
@@ -135,10 +135,8 @@ std::string share_test::counter(const std::string& name) {
 }
 
 std::string share_test::read_file(const std::filesystem::path& path) {
-    std::ostringstream text;
     std::ifstream file(path, std::ios::binary);
-    if (file.peek() != std::ifstream::traits_type::eof()) text << file.rdbuf();
-    return text.str();
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void share_test::write_file(const std::filesystem::path& path, const std::string& text) {
@@ -147,13 +145,12 @@ void share_test::write_file(const std::filesystem::path& path, const std::string
 }
 
 bool share_test::logged(int level, const std::string& text) {
-    std::ranges::move(scripted::take_log(), std::back_inserter(log));
-    return std::ranges::any_of(
-        log, [&](const auto& line) { return line.level == level && line.text.find(text) != std::string::npos; });
+    return times_logged(text, level) != 0;
 }
 
-int share_test::times_logged(const std::string& text) {
+int share_test::times_logged(const std::string& text, std::optional<int> level) {
     std::ranges::move(scripted::take_log(), std::back_inserter(log));
-    return static_cast<int>(
-        std::ranges::count_if(log, [&](const auto& line) { return line.text.find(text) != std::string::npos; }));
+    return static_cast<int>(std::ranges::count_if(log, [&](const auto& line) {
+        return line.level == level.value_or(line.level) && line.text.find(text) != std::string::npos;
+    }));
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "core/index_iface.h"
 #include "tests/support/record_text.h"
@@ -50,7 +51,7 @@ protected:
     std::string journal() { return read_file(reach::cur_journal_file(*share)); }
     /// Whether a line of that level holds the text; looks at all lines since the last clear_log.
     bool logged(int level, const std::string& text);
-    int times_logged(const std::string& text);
+    int times_logged(const std::string& text, std::optional<int> level = {});
     void clear_log() { log.clear(), scripted::take_log(); }
 
     scripted::host_state& host() { return scripted::host(); }
