@@ -26,3 +26,9 @@ function(iif_sources result)
   endforeach()
   set(${result} ${found} PARENT_SCOPE)
 endfunction()
+
+# What a program that uses an installed library needs to know of it.
+function(iif_installed_interface library)
+  target_include_directories(${library} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/index_iface>)
+  target_compile_features(${library} INTERFACE cxx_std_20)
+endfunction()

@@ -34,7 +34,9 @@ struct generic_cache;
 /// network work, a transaction, a collect file write or a sleep, and no path takes it twice. `msg_lock` guards the two
 /// status texts and is not taken while `cl_lock` is held. `delivery_mutex` keeps two deliveries apart; it is taken
 /// before `cl_lock`. Flags that threads poll are reached through core/polled.h alone.
-class IIF_API index_iface {
+///
+/// The shared library exports the public operations and not the class, so that the private ones stay its own.
+class index_iface {
 public:
     /// What a host gives for a share. Only read during construction.
     struct args {
@@ -71,11 +73,11 @@ public:
     using props_list = std::list<index_iface_props*>;
 
     /// Stores the arguments; opens nothing.
-    explicit index_iface(args& arguments);
+    IIF_API explicit index_iface(args& arguments);
 
     /// Ends the thread and frees everything. Nothing is flushed: what was not delivered stays in the journal files for
     /// the next `init`. Waits for a delivery under way.
-    ~index_iface();
+    IIF_API ~index_iface();
 
     index_iface(const index_iface&) = delete;
     index_iface& operator=(const index_iface&) = delete;
@@ -84,78 +86,78 @@ public:
     /// the flush thread and delivers what was replayed. Returns 0, an errno value, -1, 1 (no memory for the caches, or
     /// no thread) or the value of the host service that failed; the log says which. A second call after success does
     /// nothing. One thread.
-    int init();
+    IIF_API int init();
 
     /// Ends the work and removes `collect_dir` with the changes that were not delivered. Sleeps 2 seconds.
-    void cleanup();
+    IIF_API void cleanup();
 
     /// Reports a new object. On 0 the change is cached and journalled and survives this process. Copies `props`; fills
     /// its `vtime_sec` from `vtime` when that is unset. Returns EIO (changes are refused), EINVAL (a GUID or `vtime`
     /// missing, `dtime` set), ENOMEM, 1 (a cache refused the item) or the errno of the journal write. Any thread. Takes
     /// `cl_lock`; may sleep after releasing it.
-    int add_item(const index_iface_props& props);
+    IIF_API int add_item(const index_iface_props& props);
 
     /// Reports a changed object by `object_guid`, `version_guid`, `vtime` and what changed. A pending change of the
     /// same version takes the fields in. `parent_guid` may be empty. Results and locking as add_item.
-    int update_item(const index_iface_props& props);
+    IIF_API int update_item(const index_iface_props& props);
 
     /// Reports a deleted object by `object_guid`, `parent_guid`, `path`, `vtime` and `dtime`. Results and locking as
     /// add_item, but here a missing `dtime` is EINVAL.
-    int delete_item(const index_iface_props& props);
+    IIF_API int delete_item(const index_iface_props& props);
 
     /// Reports an object that now stands at `props.path` below `props.parent_guid` and stood at `old_path` below
     /// `old_parent_guid`. A pending change of the same version takes it in. Until it is delivered the old path is
     /// answered with ENOENT. With `flush_now` the call delivers it before it returns; a failure of that does not change
     /// the result. Results and locking as add_item; a result of the memory of renames as well; may throw
     /// std::bad_alloc.
-    int rename_item(const index_iface_props& props, const std::string& old_parent_guid, const std::string& old_path,
-                    bool flush_now);
+    IIF_API int rename_item(const index_iface_props& props, const std::string& old_parent_guid,
+                            const std::string& old_path, bool flush_now);
 
     /// Returns when the changes accepted before the call have been delivered, with 0; or EIO (refused), EINTR (ended by
     /// `cleanup`), or the error of the rotation or delivery. It has no time limit. Any thread, without `cl_lock`.
-    int flush();
+    IIF_API int flush();
 
     /// Looks up the object with `fields.object_guid`. Otherwise as find_by_path, but the result carries the index's
     /// path.
-    int find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props);
+    IIF_API int find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props);
 
     /// Looks up the object at `fields.path`. Fills `props` only on 0. Returns ENOENT, EINVAL (no path), EIO (the server
     /// reported an error), or a negative number when the server could not be reached. Any thread; blocks on the
     /// network.
-    int find_by_path(const index_iface_browse_fields& fields, index_iface_props& props);
+    IIF_API int find_by_path(const index_iface_browse_fields& fields, index_iface_props& props);
 
     /// Appends the children of the directory at `fields.path` to `results`, whose records then belong to the caller
     /// (see delete_browse_memory). On failure the whole list is emptied. Flushes first when children are pending.
     /// Results as find_by_path, an absent directory giving 0 and nothing, and those of flush.
-    int browse_by_path(const index_iface_browse_fields& fields, props_list& results);
+    IIF_API int browse_by_path(const index_iface_browse_fields& fields, props_list& results);
 
     /// As browse_by_path, by the directory's `fields.object_guid`.
-    int browse_by_guid(const index_iface_browse_fields& fields, props_list& results);
+    IIF_API int browse_by_guid(const index_iface_browse_fields& fields, props_list& results);
 
     /// The extents of the file `fields.object_guid` in ascending order, the newest version of each.
-    int browse_file_extents(const index_iface_browse_fields& fields, props_list& results);
+    IIF_API int browse_file_extents(const index_iface_browse_fields& fields, props_list& results);
 
     /// The extents of the whole share that have no backup data yet, deleted ones included. Never flushes.
-    int browse_extents_not_backedup(props_list& results);
+    IIF_API int browse_extents_not_backedup(props_list& results);
 
     /// Frees the records of a browse result and empties the list. No lock.
-    void delete_browse_memory(props_list& results);
+    IIF_API void delete_browse_memory(props_list& results);
 
     /// Enters the ten totals as decimal text under their keys. Other keys of the map stay.
-    void get_counters(std::map<std::string, std::string>& counters);
-    void clear_counters();
+    IIF_API void get_counters(std::map<std::string, std::string>& counters);
+    IIF_API void clear_counters();
 
     /// "", "waiting", "operational" or "failed N times".
-    std::string get_flush_status_msg();
+    IIF_API std::string get_flush_status_msg();
     /// "", "waiting", "operational" or "failed".
-    std::string get_query_status_msg();
+    IIF_API std::string get_query_status_msg();
 
     /// Writes the item caches to the log at level 4. All changes and lookups wait for it.
-    void dump_caches();
+    IIF_API void dump_caches();
 
     /// Always 0: no query is asynchronous.
-    int get_num_async_browses();
-    void stop_async_browses();
+    IIF_API int get_num_async_browses();
+    IIF_API void stop_async_browses();
 
 private:
     friend class index_iface_cache_helper;
