@@ -45,22 +45,28 @@ share_registry::share_registry(engine& storage, token_store& tokens) : storage_(
         shares_[known.subclient_id] = known;
 }
 
-share_access share_registry::register_share(const std::string& name) {
+share_access share_registry::register_share(const std::string& name, const std::optional<std::string>& token) {
     check_name(name);
+    const std::optional<grant> known = token ? tokens_.check(*token) : std::nullopt;
+    if (token && (!known || known->is_admin)) {
+        throw std::invalid_argument("the token is none that a registration gave");
+    }
     const share made = storage_.register_share(name);
     {
         const std::unique_lock lock(mutex_);
         shares_[made.subclient_id] = made;
     }
-    HOSTKIT_LOG(1, "index server: share [%s] registered as %lld, a token was issued", made.name.c_str(),
+    HOSTKIT_LOG(1, "index server: share [%s] registered as %lld, a token grants it", made.name.c_str(),
                 static_cast<long long>(made.subclient_id));
-    return {made.name,
-            made.subclient_id,
-            made.client_id,
-            made.folder_id,
-            made.root_guid,
-            made.index_server_name,
-            tokens_.issue(made.subclient_id)};
+    share_access access{
+        made.name, made.subclient_id, made.client_id, made.folder_id, made.root_guid, made.index_server_name, {}};
+    if (token) {
+        tokens_.extend(*token, made.subclient_id);
+        access.token = *token;
+    } else {
+        access.token = tokens_.issue(made.subclient_id);
+    }
+    return access;
 }
 
 template <class Test>

@@ -1,6 +1,7 @@
 // Shares as JSON.
 #include "server/share_routes.h"
 
+#include <optional>
 #include <stdexcept>
 
 #include <boost/json.hpp>
@@ -23,11 +24,15 @@ http_reply answer_registration(const std::string& body, share_registry& shares) 
     const boost::json::value request = boost::json::parse(body, malformed);
     const boost::json::object* fields = malformed ? nullptr : request.if_object();
     const boost::json::value* name = fields == nullptr ? nullptr : fields->if_contains("name");
-    if (name == nullptr || !name->is_string() || fields->size() != 1) {
-        return error_reply(400, "the body is not {\"name\":\"...\"}");
+    const boost::json::value* token = fields == nullptr ? nullptr : fields->if_contains("token");
+    if (name == nullptr || !name->is_string() || (token != nullptr && !token->is_string()) ||
+        fields->size() != (token == nullptr ? 1 : 2)) {
+        return error_reply(400, "the body is not {\"name\":\"...\"}, with or without a \"token\"");
     }
     try {
-        const share_access access = shares.register_share(std::string(name->get_string()));
+        std::optional<std::string> granted;
+        if (token != nullptr) granted = std::string(token->get_string());
+        const share_access access = shares.register_share(std::string(name->get_string()), granted);
         boost::json::object answer = as_json(access);
         answer["token"] = access.token;
         return {200, boost::json::serialize(answer)};

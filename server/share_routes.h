@@ -8,7 +8,8 @@
 
 namespace index_server {
 
-/// Registers the share that the body, {"name":"..."}, names. The answer holds its ids and a new token.
+/// Registers the share that the body, {"name":"..."}, names. The answer holds its ids and a new token; or, where the
+/// body has the `token` of an earlier registration, that one, which then grants both.
 http_reply answer_registration(const std::string& body, share_registry& shares);
 
 /// All shares, without tokens.

@@ -109,7 +109,7 @@ share insert_share(sqlite_connection& connection, const std::string& name) {
 }
 
 void insert_token(sqlite_connection& connection, const token_grant& grant) {
-    sqlite_statement statement(connection, "INSERT INTO token(hash, subclient_id) VALUES(?1, ?2)");
+    sqlite_statement statement(connection, "INSERT OR IGNORE INTO token(hash, subclient_id) VALUES(?1, ?2)");
     statement.bind(1, grant.hash).bind(2, grant.subclient_id).run();
 }
 

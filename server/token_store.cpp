@@ -29,9 +29,11 @@ std::string hash_of(const std::string& token) {
 
 token_store::token_store(engine& storage, const std::string& admin_token) : storage_(storage) {
     for (const token_grant& stored : storage.tokens()) {
-        grants_[stored.hash] = grant{stored.subclient_id == 0, stored.subclient_id};
+        grant& known = grants_[stored.hash];
+        known.is_admin = known.is_admin || stored.subclient_id == 0;
+        known.subclient_ids.push_back(stored.subclient_id);
     }
-    grants_[hash_of(admin_token)] = grant{true, 0};
+    grants_[hash_of(admin_token)] = grant{true, {}};
 }
 
 std::string token_store::issue(std::int64_t subclient_id) {
@@ -39,8 +41,19 @@ std::string token_store::issue(std::int64_t subclient_id) {
     const std::string hash = hash_of(token);
     storage_.add_token({hash, subclient_id});
     const std::unique_lock lock(mutex_);
-    grants_[hash] = grant{false, subclient_id};
+    grants_[hash] = grant{false, {subclient_id}};
     return token;
+}
+
+bool token_store::extend(const std::string& token, std::int64_t subclient_id) {
+    const std::optional<grant> known = check(token);
+    if (!known || known->is_admin) return false;
+    if (known->covers(subclient_id)) return true;
+    const std::string hash = hash_of(token);
+    storage_.add_token({hash, subclient_id});
+    const std::unique_lock lock(mutex_);
+    grants_[hash].subclient_ids.push_back(subclient_id);
+    return true;
 }
 
 std::optional<grant> token_store::check(const std::string& token) const {

@@ -1,21 +1,25 @@
 // Which token grants what. The storage holds hashes only.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <shared_mutex>
 #include <string>
+#include <vector>
 
 #include "server/engine.h"
 
 namespace index_server {
 
-/// What a token grants: one share, or everything.
+/// What a token grants: the shares of one process, or everything.
 struct grant {
     bool is_admin = false;
-    std::int64_t subclient_id = 0;
-    bool covers(std::int64_t subclient) const { return is_admin || subclient_id == subclient; }
+    std::vector<std::int64_t> subclient_ids;
+    bool covers(std::int64_t subclient) const {
+        return is_admin || std::find(subclient_ids.begin(), subclient_ids.end(), subclient) != subclient_ids.end();
+    }
 };
 
 /// The tokens of one server. Any thread.
@@ -26,6 +30,9 @@ public:
 
     /// Makes a token for a share. It is durable on return and told this once.
     std::string issue(std::int64_t subclient_id);
+
+    /// Lets a token that `issue` made grant another share too, durably. False when there is no such token.
+    bool extend(const std::string& token, std::int64_t subclient_id);
 
     /// What the token grants, or nothing when it is unknown.
     std::optional<grant> check(const std::string& token) const;

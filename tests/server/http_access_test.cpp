@@ -132,11 +132,31 @@ TEST_F(access_test, shares_are_registered_over_http) {
     EXPECT_EQ(boost::json::parse(list.body).as_array().size(), 3u);
     EXPECT_EQ(list.body.find("token"), std::string::npos);
     for (const char* body : {"", "{", "[]", "{\"name\":1}", "{\"name\":\"\"}", "{\"name\":\"a/b\"}",
-                             "{\"name\":\"..\"}", "{\"name\":\"a\\nb\"}", "{\"name\":\"a\",\"more\":1}"}) {
+                             "{\"name\":\"..\"}", "{\"name\":\"a\\nb\"}", "{\"name\":\"a\",\"more\":1}",
+                             "{\"name\":\"a\",\"token\":1}", "{\"name\":\"a\",\"token\":\"unknown\"}"}) {
         EXPECT_EQ(post("/api/shares", admin, body).status, 400) << body;
     }
     EXPECT_EQ(post("/api/shares", admin, "{\"name\":\"" + std::string(129, 'n') + "\"}").status, 400);
     EXPECT_THROW(server_->register_share("\xff"), std::invalid_argument);
+}
+
+TEST_F(access_test, one_token_may_grant_the_shares_of_one_process) {
+    const std::string admin = server_->admin_token();
+    const auto ask = [&](const std::string& token) {
+        return post("/api/shares", admin, "{\"name\":\"mail\",\"token\":\"" + token + "\"}");
+    };
+    EXPECT_EQ(post(search_path, docs_.token, search_of(mail_.subclient_id)).status, 403);
+    for (int round = 0; round < 2; ++round) {
+        const answer both = ask(docs_.token);
+        EXPECT_EQ(both.text("token"), docs_.token);
+        EXPECT_EQ(both.number("subclient_id"), mail_.subclient_id);
+        for (const share_access& granted : {docs_, mail_}) {
+            EXPECT_EQ(post(search_path, docs_.token, search_of(granted.subclient_id)).status, 200);
+        }
+        EXPECT_EQ(post(search_path, mail_.token, search_of(docs_.subclient_id)).status, 403);
+        restart();
+    }
+    EXPECT_EQ(ask(admin).status, 400);
 }
 
 TEST_F(access_test, discovery_finds_the_index_and_the_folder) {
