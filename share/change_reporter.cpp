@@ -36,16 +36,17 @@ bool change_reporter::update(const index_iface_props& props) {
     return insist([&] { return index_.update_item(props); }, props, summary_.updated);
 }
 
-bool change_reporter::move(const index_iface_props& props) {
-    return insist([&] { return index_.update_item(props); }, props, summary_.moved);
+bool change_reporter::move(const index_iface_props& known, const index_iface_props& props) {
+    return insist([&] { return index_.rename_item(props, known.parent_guid, known.path, false); }, props,
+                  summary_.moved);
 }
 
 bool change_reporter::remove(const index_iface_props& props) {
     return insist([&] { return index_.delete_item(props); }, props, summary_.deleted);
 }
 
-bool change_reporter::redate(const index_iface_props& props) {
-    return insist([&] { return index_.add_item(props); }, props, summary_.updated);
+bool change_reporter::redate(const index_iface_props& props, bool moved) {
+    return insist([&] { return index_.add_item(props); }, props, moved ? summary_.moved : summary_.updated);
 }
 
 bool change_reporter::insist(const std::function<int()>& change, const index_iface_props& props,

@@ -20,10 +20,11 @@ public:
     /// Each gives true when the library took the change, and counts it.
     bool add(const index_iface_props& props);
     bool update(const index_iface_props& props);
-    bool move(const index_iface_props& props);
+    /// The object that stood where `known` says is now where `props` says.
+    bool move(const index_iface_props& known, const index_iface_props& props);
     bool remove(const index_iface_props& props);
-    /// A changed object whose record carries a version time of its choice.
-    bool redate(const index_iface_props& props);
+    /// A changed or moved object whose record carries a version time of its choice.
+    bool redate(const index_iface_props& props, bool moved);
 
     /// Browses the directory at the index path, insisting for a few seconds. Only children of the directory with that
     /// GUID are given, since several may have stood at one path. 0 or the last result.

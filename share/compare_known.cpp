@@ -135,9 +135,9 @@ void tree_pass::update_or_redate(const index_iface_props& known, index_iface_pro
     if (is_dated_before(current, known)) {
         // Only an addition carries a version time of its own. It is a new version of the object all the same.
         current.vtime = known.vtime + 1;
-        reporter_.redate(current);
+        reporter_.redate(current, moved);
     } else if (moved) {
-        reporter_.move(current);
+        reporter_.move(known, current);
     } else {
         reporter_.update(current);
     }

@@ -20,20 +20,13 @@ using served_shares = std::map<std::string, index_port*>;
 
 /// Answers one request line with one line, both without the line feed. Never throws.
 ///
-/// A request names its operation in `op` and its share in `share`, which may be left out when there is just one:
-///     add_item, update_item, delete_item   `props`                      -> {"ret":0,"vtime_sec":5}
-///     find_by_path                         `fields` [`fresh_ms`]        -> {"ret":0,"props":{…}}, or {"ret":2}
-///     browse_by_path                       `fields` [`fresh_ms`]        -> {"ret":0,"items":[{…},…]}
-///     flush                                [`timeout_ms`]               -> {"ret":0}
-/// `props` holds set fields alone, under the record's names, and `custom_props` as an object; `fields` takes `path`,
-/// `before_time`, `after_time`, `real_before_time` and `version_guid`. Texts, paths among them, are as entry lines
-/// carry them, so names go through encoding.h first. Where a query has `fresh_ms`, everything pending is delivered
-/// first, for as long as that at most, and the answer gains `fresh` (bool) and `stale_ms`. A flush that ran out of time
-/// has `ret` 110. What is wrong with a request becomes {"error":"…"}.
+/// A request names its operation in `op`, by the library's own name, and its share in `share`, which may be left out
+/// when there is just one. docs/control-protocol.md has the whole of it.
 std::string answer_control_line(const served_shares& shares, std::string_view line, std::stop_token stop);
 
-/// Serves connections, each on a thread of its own, up to a bound beyond which new ones wait to be accepted. Requests
-/// of one connection are answered in order. A line over the limit is answered with an error and ends its connection.
+/// Serves connections, each on a thread of its own. There is no bound but half of the process's descriptors: beyond
+/// that, new ones wait to be accepted. Requests
+/// of one connection are answered in order. A line over the limit is answered with an error and passed over.
 class control_server {
 public:
     /// Makes the socket at `path`, mode 0600, in place of a stale one, and serves. The caller holds the lock of the

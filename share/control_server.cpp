@@ -2,14 +2,17 @@
 // for input, and then joins.
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <list>
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "hostkit/log.h"
 #include "share/control.h"
@@ -18,7 +21,13 @@
 namespace share_host {
 namespace {
 
-constexpr std::size_t most_connections = 256;
+/// The other half of the descriptors is for the share's own files and exchanges.
+std::size_t most_connections() {
+    constexpr std::size_t fewest = 16;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return fewest;
+    return std::max<std::size_t>(limit.rlim_cur / 2, fewest);
+}
 
 /// Takes whole lines out of what arrives.
 class line_reader {
@@ -27,6 +36,7 @@ public:
 
     enum class outcome { line, too_long, closed };
 
+    /// A line is too long as soon as it is; its rest is passed over.
     outcome next(std::string& line) {
         for (;;) {
             const std::size_t end = buffer_.find('\n', searched_);
@@ -34,10 +44,15 @@ public:
                 line.assign(buffer_, 0, end);
                 buffer_.erase(0, end + 1);
                 searched_ = 0;
+                if (std::exchange(passing_over_, false)) continue;
                 return line.size() > control_line_limit ? outcome::too_long : outcome::line;
             }
             searched_ = buffer_.size();
-            if (searched_ > control_line_limit) return outcome::too_long;
+            if (passing_over_ || searched_ > control_line_limit) {
+                buffer_.clear();
+                searched_ = 0;
+                if (!std::exchange(passing_over_, true)) return outcome::too_long;
+            }
             char block[16384];
             const ssize_t count = ::recv(fd_, block, sizeof block, 0);
             if (count < 0 && errno == EINTR) continue;
@@ -48,6 +63,7 @@ public:
 
 private:
     const int fd_;
+    bool passing_over_ = false;
     std::string buffer_;
     std::size_t searched_ = 0;  // bytes of the buffer that hold no line feed
 };
@@ -73,6 +89,7 @@ struct control_server::state {
     const served_shares shares;
     const unique_fd listening;
     const unique_fd wake;  // readable once the server ends
+    const std::size_t connection_bound = most_connections();
     std::stop_source stop;
 
     std::mutex lock;  // guards all below; never held during a request
@@ -98,7 +115,11 @@ control_server::~control_server() {
     if (::write(state_->wake.get(), &one, sizeof one) < 0) {
         HOSTKIT_LOG(-1, "control: cannot wake the accepting thread, error %d", errno);
     }
-    state_->changed.notify_all();
+    {
+        // Under the lock, so that the accepting thread is not just between its look at the stop and its wait.
+        const std::lock_guard guard(state_->lock);
+        state_->changed.notify_all();
+    }
     state_->acceptor.join();
     ::unlink(state_->path.c_str());
     {
@@ -123,7 +144,7 @@ void control_server::state::accept_all() {
             std::size_t open = 0;
             for (const connection& one : connections)
                 open += one.ended ? 0 : 1;
-            return open < most_connections || stop.stop_requested();
+            return open < connection_bound || stop.stop_requested();
         });
     }
 }
@@ -161,8 +182,7 @@ void control_server::state::serve(connection& own) {
                 open = send_all(own.fd.get(), answer_control_line(shares, line, stop.get_token()) + "\n");
                 break;
             case line_reader::outcome::too_long:
-                send_all(own.fd.get(), "{\"error\":\"the line is too long\"}\n");
-                open = false;
+                open = send_all(own.fd.get(), "{\"error\":\"the line is too long\"}\n");
                 break;
             case line_reader::outcome::closed:
                 open = false;

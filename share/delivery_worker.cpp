@@ -66,7 +66,7 @@ freshness delivery_worker::deliver(std::chrono::milliseconds timeout, std::stop_
     freshness result;
     result.fresh = inner_->delivered >= ticket;
     if (!result.fresh) {
-        result.ret = inner_->last_failure;
+        if (inner_->ended >= ticket) result.ret = inner_->last_failure;
         const auto age = steady::now() - inner_->fresh_at;
         result.stale_ms = std::chrono::duration_cast<std::chrono::milliseconds>(age).count();
     }

@@ -62,17 +62,6 @@ const field* field_named(std::string_view name) {
     return nullptr;
 }
 
-std::string carried_text(const json::value& value, const std::string& name) {
-    if (!value.is_string()) throw bad_request(name + " is not a text");
-    std::string text(value.get_string());
-    if (!is_line_safe(text)) throw bad_request(name + " has a character that entries cannot carry");
-    return text;
-}
-
-void check_path(const std::string& path) {
-    if (!path.starts_with('/')) throw bad_request("path does not begin with /");
-}
-
 template <class Number>
 Number set_number(const json::value& value, const std::string& name) {
     constexpr auto low = static_cast<long long>(std::numeric_limits<Number>::min());
@@ -136,6 +125,17 @@ json::object custom_props_to_json(const props_t& props) {
 
 }  // namespace
 
+std::string carried_text(const json::value& value, const std::string& name) {
+    if (!value.is_string()) throw bad_request(name + " is not a text");
+    std::string text(value.get_string());
+    if (!is_line_safe(text)) throw bad_request(name + " has a character that entries cannot carry");
+    return text;
+}
+
+void check_path(const std::string& path, const std::string& name) {
+    if (!path.starts_with('/')) throw bad_request(name + " does not begin with /");
+}
+
 long long number_in_range(const json::value& value, const std::string& name, long long low, long long high) {
     if (!value.is_int64()) {
         throw bad_request(name + (value.is_uint64() ? " is out of its range" : " is not a whole number"));
@@ -156,7 +156,7 @@ index_iface_props props_from_json(const json::object& fields) {
             throw bad_request("unknown field " + std::string(key) + " in props");
         }
     }
-    if (fields.contains("path")) check_path(props.path);
+    if (fields.contains("path")) check_path(props.path, "path");
     return props;
 }
 
@@ -168,26 +168,37 @@ json::object props_to_json(const index_iface_props& props) {
     return result;
 }
 
-void query_from_json(const json::object& source, query_fields& query) {
+void query_from_json(const json::object& source, query_key wanted, query_fields& query) {
     constexpr long long longest = std::numeric_limits<long long>::max();
+    const auto seconds = [](const json::value& value, const std::string& name) {
+        return number_in_range(value, name, 0, longest / 1000000000);
+    };
+    const auto text = [](const json::value& value, const std::string& name, std::string& owner) {
+        owner = carried_text(value, name);
+        return owner.c_str();
+    };
     for (const auto& [key, value] : source) {
         if (key == "path") {
-            query.path = carried_text(value, "path");
+            query.fields.path = text(value, "path", query.path);
+            check_path(query.path, "path");
+        } else if (key == "object_guid") {
+            query.fields.object_guid = text(value, "object_guid", query.object_guid);
         } else if (key == "version_guid") {
-            query.version_guid = carried_text(value, "version_guid");
-            query.fields.version_guid = query.version_guid.c_str();
+            query.fields.version_guid = text(value, "version_guid", query.version_guid);
         } else if (key == "before_time") {
-            query.fields.before_time = number_in_range(value, "before_time", 0, longest / 1000000000);
+            query.fields.before_time = seconds(value, "before_time");
         } else if (key == "after_time") {
-            query.fields.after_time = number_in_range(value, "after_time", 0, longest / 1000000000);
+            query.fields.after_time = seconds(value, "after_time");
         } else if (key == "real_before_time") {
             query.fields.real_before_time = number_in_range(value, "real_before_time", 0, longest);
         } else {
             throw bad_request("unknown field " + std::string(key) + " in fields");
         }
     }
-    check_path(query.path);
-    query.fields.path = query.path.c_str();
+    const bool by_path = wanted == query_key::path;
+    if (!(by_path ? query.fields.path : query.fields.object_guid)) {
+        throw bad_request(by_path ? "path is missing in fields" : "object_guid is missing in fields");
+    }
 }
 
 }  // namespace share_host

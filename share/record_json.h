@@ -30,11 +30,21 @@ struct query_fields {
 
     index_iface_browse_fields fields;
     std::string path;
+    std::string object_guid;
     std::string version_guid;
 };
 
-/// Fills a query. Throws bad_request as above, and when `path` is missing.
-void query_from_json(const boost::json::object& source, query_fields& query);
+/// What a query asks by, which it has to name.
+enum class query_key { path, object_guid };
+
+/// Fills a query. Throws bad_request as above, and when the key is missing.
+void query_from_json(const boost::json::object& source, query_key key, query_fields& query);
+
+/// A text that entry lines can carry, by the name it has in messages. Throws bad_request.
+std::string carried_text(const boost::json::value& value, const std::string& name);
+
+/// Throws bad_request unless the text begins at the share's root.
+void check_path(const std::string& path, const std::string& name);
 
 /// A whole number of the range, by the name it has in messages. Throws bad_request.
 long long number_in_range(const boost::json::value& value, const std::string& name, long long low, long long high);

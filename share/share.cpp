@@ -5,6 +5,7 @@
 #include <charconv>
 #include <map>
 #include <new>
+#include <utility>
 
 #include "hostkit/log.h"
 #include "share/share_state.h"
@@ -12,11 +13,14 @@
 namespace share_host {
 namespace {
 
-/// The library lets exceptions of the message classes and of some allocations pass.
-template <class Call>
-int guarded(Call call) {
+/// Calls into the object while it stays. The library lets exceptions of the message classes and of some allocations
+/// pass.
+template <class State, class Call>
+int inside(State& state, Call call) {
+    const call_scope scope(state);
+    if (!scope) return result_not_ready;
     try {
-        return call();
+        return call(*state.object);
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     } catch (const std::exception& failure) {
@@ -48,35 +52,96 @@ share::~share() {
 }
 
 int share::add_item(const index_iface_props& props) {
-    const call_scope call(*state_);
-    return call ? guarded([&] { return state_->object->add_item(props); }) : result_not_ready;
+    return inside(*state_, [&](index_iface& object) { return object.add_item(props); });
 }
 
 int share::update_item(const index_iface_props& props) {
-    const call_scope call(*state_);
-    return call ? guarded([&] { return state_->object->update_item(props); }) : result_not_ready;
+    return inside(*state_, [&](index_iface& object) { return object.update_item(props); });
 }
 
 int share::delete_item(const index_iface_props& props) {
-    const call_scope call(*state_);
-    return call ? guarded([&] { return state_->object->delete_item(props); }) : result_not_ready;
+    return inside(*state_, [&](index_iface& object) { return object.delete_item(props); });
+}
+
+int share::rename_item(const index_iface_props& props, const std::string& old_parent_guid, const std::string& old_path,
+                       bool flush_now) {
+    return inside(*state_,
+                  [&](index_iface& object) { return object.rename_item(props, old_parent_guid, old_path, flush_now); });
 }
 
 int share::find_by_path(const index_iface_browse_fields& fields, index_iface_props& props) {
-    const call_scope call(*state_);
-    return call ? guarded([&] { return state_->object->find_by_path(fields, props); }) : result_not_ready;
+    return inside(*state_, [&](index_iface& object) { return object.find_by_path(fields, props); });
 }
 
-int share::browse_by_path(const index_iface_browse_fields& fields, std::vector<index_iface_props>& results) {
-    const call_scope call(*state_);
-    if (!call) return result_not_ready;
-    return guarded([&] {
-        browse_list list(*state_->object);
-        const int ret = state_->object->browse_by_path(fields, list.records);
+int share::find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props) {
+    return inside(*state_, [&](index_iface& object) { return object.find_by_guid(fields, props); });
+}
+
+template <class Browse>
+int share::browse(records& results, Browse ask) {
+    return inside(*state_, [&](index_iface& object) {
+        browse_list list(object);
+        const int ret = ask(object, list.records);
         if (ret != 0) return ret;
         results.reserve(results.size() + list.records.size());
         for (index_iface_props* record : list.records)
             results.push_back(std::move(*record));
+        return 0;
+    });
+}
+
+int share::browse_by_path(const index_iface_browse_fields& fields, records& results) {
+    return browse(results, [&](index_iface& object, auto& list) { return object.browse_by_path(fields, list); });
+}
+
+int share::browse_by_guid(const index_iface_browse_fields& fields, records& results) {
+    return browse(results, [&](index_iface& object, auto& list) { return object.browse_by_guid(fields, list); });
+}
+
+int share::browse_file_extents(const index_iface_browse_fields& fields, records& results) {
+    return browse(results, [&](index_iface& object, auto& list) { return object.browse_file_extents(fields, list); });
+}
+
+int share::browse_extents_not_backedup(records& results) {
+    return browse(results, [](index_iface& object, auto& list) { return object.browse_extents_not_backedup(list); });
+}
+
+int share::get_counters(std::map<std::string, std::string>& counters) {
+    return inside(*state_, [&](index_iface& object) { return object.get_counters(counters), 0; });
+}
+
+int share::clear_counters() {
+    return inside(*state_, [](index_iface& object) { return object.clear_counters(), 0; });
+}
+
+int share::get_flush_status_msg(std::string& text) {
+    return inside(*state_, [&](index_iface& object) { return text = object.get_flush_status_msg(), 0; });
+}
+
+int share::get_query_status_msg(std::string& text) {
+    return inside(*state_, [&](index_iface& object) { return text = object.get_query_status_msg(), 0; });
+}
+
+int share::dump_caches() {
+    return inside(*state_, [](index_iface& object) { return object.dump_caches(), 0; });
+}
+
+int share::get_num_async_browses() {
+    return inside(*state_, [](index_iface& object) { return object.get_num_async_browses(); });
+}
+
+int share::stop_async_browses() {
+    return inside(*state_, [](index_iface& object) { return object.stop_async_browses(), 0; });
+}
+
+int share::cleanup() {
+    return inside(*state_, [&](index_iface& object) {
+        {
+            // Nothing may be accepted that would be thrown away at once, and a second cleanup finds nothing to do.
+            const std::lock_guard guard(state_->lock);
+            if (!std::exchange(state_->open, false)) return result_not_ready;
+        }
+        object.cleanup();
         return 0;
     });
 }
@@ -101,11 +166,6 @@ std::uint64_t share::batches_delivered() const {
     std::uint64_t count = 0;
     std::from_chars(text.data(), text.data() + text.size(), count);
     return count;
-}
-
-std::string share::flush_status() const {
-    const call_scope call(*state_);
-    return call ? state_->object->get_flush_status_msg() : std::string();
 }
 
 const share_options& share::options() const {

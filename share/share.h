@@ -47,16 +47,27 @@ public:
     int add_item(const index_iface_props& props) override;
     int update_item(const index_iface_props& props) override;
     int delete_item(const index_iface_props& props) override;
+    int rename_item(const index_iface_props& props, const std::string& old_parent_guid, const std::string& old_path,
+                    bool flush_now) override;
     int find_by_path(const index_iface_browse_fields& fields, index_iface_props& props) override;
-    int browse_by_path(const index_iface_browse_fields& fields, std::vector<index_iface_props>& results) override;
+    int find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props) override;
+    int browse_by_path(const index_iface_browse_fields& fields, records& results) override;
+    int browse_by_guid(const index_iface_browse_fields& fields, records& results) override;
+    int browse_file_extents(const index_iface_browse_fields& fields, records& results) override;
+    int browse_extents_not_backedup(records& results) override;
+    int get_counters(std::map<std::string, std::string>& counters) override;
+    int clear_counters() override;
+    int get_flush_status_msg(std::string& text) override;
+    int get_query_status_msg(std::string& text) override;
+    int dump_caches() override;
+    int get_num_async_browses() override;
+    int stop_async_browses() override;
+    int cleanup() override;
     freshness deliver(std::chrono::milliseconds timeout, std::stop_token stop) override;
     bool ready() const override;
 
     /// Batches that the index has taken since the start, deliveries of replayed changes included.
     std::uint64_t batches_delivered() const;
-
-    /// "", "waiting", "operational" or "failed N times".
-    std::string flush_status() const;
 
     /// Takes no more changes, gives a delivery under way until `bound` to end, and deletes the object. Undelivered
     /// changes stay in the journals for the next start. False: a call into the library did not end in time, so its
@@ -66,6 +77,9 @@ public:
     const share_options& options() const;
 
 private:
+    template <class Browse>
+    int browse(records& results, Browse ask);
+
     struct state;
     /// Also held by the threads that may outlive the share.
     std::shared_ptr<state> state_;

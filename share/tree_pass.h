@@ -5,7 +5,8 @@
 //                      put aside: new ones by name, missing ones with their record.
 //   2  expand_gone     adds what the index holds below the missing directories.
 //   3  report_new      walks what was put aside as new, without asking the index any more. What is among the missing
-//                      has moved; below a moved directory most is as it was.
+//                      has moved, which is one rename; what stands below a moved directory is compared where it now
+//                      is, and most of it is as it was.
 //   4  report_gone     reports what is still missing.
 // Moves can be told from additions because all that is missing is known before the first new name is looked at.
 #pragma once

@@ -65,6 +65,20 @@ int fake_index::delete_item(const index_iface_props& props) {
     return 0;
 }
 
+int fake_index::rename_item(const index_iface_props& props, const std::string& old_parent_guid,
+                            const std::string& old_path, bool flush_now) {
+    const auto known = objects.find(props.object_guid);
+    if (known == objects.end() || known->second.newest.parent_guid != old_parent_guid) return EPROTO;
+    if (const int ret = take("rename " + old_path + " to", props); ret != 0) return ret;
+    store(props, index_iface_sec_to_ns(props.ctime) + ns_per_second - 1);
+    return flush_now ? note("flush") : 0;
+}
+
+int fake_index::note(const std::string& call) {
+    log.push_back(call);
+    return 0;
+}
+
 std::vector<std::string> fake_index::walk(const std::string& path) const {
     std::vector<std::string> here{"root"};
     for (std::size_t begin = 1; begin < path.size();) {
@@ -93,13 +107,55 @@ int fake_index::browse_by_path(const index_iface_browse_fields& fields, std::vec
     const std::string path = fields.path;
     log.push_back("browse " + path);
     if (failing_browses.count(path)) return -1;
-    const std::vector<std::string> parents = walk(path);
+    const std::size_t first = results.size();
+    children(walk(path), false, results);
+    for (std::size_t place = first; place < results.size(); ++place)
+        results[place].path = (path == "/" ? "" : path) + "/" + leaf_of(results[place].path);
+    return 0;
+}
+
+void fake_index::children(const std::vector<std::string>& parents, bool extents, records& results) const {
     for (const auto& [guid, child] : objects) {
         const bool below = std::find(parents.begin(), parents.end(), child.newest.parent_guid) != parents.end();
-        if (!child.alive || !below) continue;
-        results.push_back(child.newest);
-        results.back().path = (path == "/" ? "" : path) + "/" + leaf_of(child.newest.path);
+        if (child.alive && below && (child.newest.is_extent == 1) == extents) results.push_back(child.newest);
     }
+}
+
+int fake_index::find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props) {
+    const auto found = objects.find(fields.object_guid);
+    if (found == objects.end() || !found->second.alive) return ENOENT;
+    props = found->second.newest;
+    return 0;
+}
+
+int fake_index::browse_by_guid(const index_iface_browse_fields& fields, records& results) {
+    children({fields.object_guid}, false, results);
+    return 0;
+}
+
+int fake_index::browse_file_extents(const index_iface_browse_fields& fields, records& results) {
+    children({fields.object_guid}, true, results);
+    return 0;
+}
+
+int fake_index::browse_extents_not_backedup(records& results) {
+    for (const auto& [guid, child] : objects)
+        if (child.newest.is_extent == 1) results.push_back(child.newest);
+    return 0;
+}
+
+int fake_index::get_counters(std::map<std::string, std::string>& counters) {
+    counters["index.adds"] = std::to_string(objects.size());
+    return 0;
+}
+
+int fake_index::get_flush_status_msg(std::string& text) {
+    text = "operational";
+    return 0;
+}
+
+int fake_index::get_query_status_msg(std::string& text) {
+    text = "waiting";
     return 0;
 }
 

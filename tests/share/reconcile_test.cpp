@@ -102,10 +102,40 @@ TEST_F(reconcile_test, a_moved_directory_is_one_move_and_its_children_stay) {
     tree.rename("zz_moved/inner/file7", "a_file");
     const reconcile_summary second = pass();
     EXPECT_EQ(second.moved, 2u);
+    EXPECT_THAT(changes(), testing::IsSupersetOf({"rename /old to /zz_moved", "rename /old/inner/file7 to /a_file"}));
     EXPECT_EQ(second.added + second.deleted, 0u);
     EXPECT_LE(second.updated, 2u) << "the root and the directory that lost a file";
     EXPECT_EQ(guid_of("/zz_moved"), directory);
     EXPECT_EQ(guid_of("/a_file"), child);
+    expect_settled();
+}
+
+TEST_F(reconcile_test, what_changed_below_a_moved_directory_is_compared_where_it_now_is) {
+    tree.make_directory("old/inner");
+    tree.make_directory("other");
+    for (const char* name : {"old/inner/same", "old/inner/changed", "old/inner/gone", "old/swapped", "other/swapped"})
+        tree.write(name);
+    pass();
+    const std::string swapped[] = {guid_of("/old/swapped"), guid_of("/other/swapped")};
+    tree.make_directory("new");
+    tree.rename("old", "new/place");
+    tree.rename("new/place/inner", "new/place/renamed");
+    tree.write("new/place/renamed/changed", "longer than before");
+    tree.remove("new/place/renamed/gone");
+    tree.write("new/place/renamed/added");
+    tree.rename("other/swapped", "aside");
+    tree.rename("new/place/swapped", "other/swapped");
+    tree.rename("aside", "new/place/swapped");
+    const reconcile_summary second = pass();
+    EXPECT_EQ(second.moved, 4u);
+    EXPECT_EQ(second.added, 2u);
+    EXPECT_EQ(second.deleted, 1u);
+    EXPECT_THAT(changes(), testing::IsSupersetOf({"rename /old to /new/place", "add /new/place/renamed/added",
+                                                  "rename /old/inner to /new/place/renamed",
+                                                  "update /new/place/renamed/changed", "delete /old/inner/gone"}));
+    EXPECT_THAT(changes(), Not(testing::Contains(HasSubstr("same"))));
+    EXPECT_EQ(guid_of("/other/swapped"), swapped[0]);
+    EXPECT_EQ(guid_of("/new/place/swapped"), swapped[1]);
     expect_settled();
 }
 
@@ -274,6 +304,12 @@ TEST_F(reconcile_test, a_version_from_the_future_is_overtaken) {
     newest.size = 1;
     EXPECT_EQ(pass().updated, 1u);
     EXPECT_EQ(index.at("/file").size, 4);
+    expect_settled();
+
+    index.objects.at(guid_of("/file")).newest.vtime += 3600LL * 1000000000;
+    index.objects.at(guid_of("/file")).newest.version_guid = "later still";
+    tree.rename("file", "moved");
+    EXPECT_EQ(pass().moved, 1u) << "though no rename can carry the time that it needs";
     expect_settled();
 }
 
