@@ -95,7 +95,7 @@ void collect_applier::begin(const share& target, std::int64_t now_ns) {
     last_old_version_ = last_version_.integer(0);
     last_version_.reset();
     root_object_ = intern(target.root_guid).id;
-    extents_.begin();
+    extents_.begin(share_);
 }
 
 void collect_applier::finish() {

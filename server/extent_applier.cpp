@@ -37,13 +37,16 @@ extent_applier::extent_applier(sqlite_connection& connection)
                    "SELECT id FROM extent WHERE file = ?1 AND number = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1"),
       insert_(connection,
               "INSERT INTO extent(file, number, version_guid, guid, vtime, arrival, dtime, data_type, size, "
-              "extent_type, link_target, xattr) VALUES(?1, ?2, ?3, ?4, ?5, ?6, 0, ?7, ?8, ?9, ?10, ?11)"),
+              "extent_type, link_target, xattr, share, state) VALUES(?1, ?2, ?3, ?4, ?5, ?6, 0, ?7, ?8, ?9, ?10, ?11, "
+              "?12, 2)"),
       lay_over_(connection,
                 "UPDATE extent SET size = coalesce(?2, size), extent_type = coalesce(?3, extent_type), "
                 "link_target = coalesce(?4, link_target), xattr = coalesce(?5, xattr) WHERE id = ?1"),
       touch_arrival_(connection, "UPDATE extent SET arrival = ?2 WHERE id = ?1"),
       read_dtime_(connection, "SELECT dtime FROM extent WHERE id = ?1"),
       set_dtime_(connection, "UPDATE extent SET dtime = ?2 WHERE id = ?1"),
+      supersede_(connection, "UPDATE extent SET state = 2 WHERE file = ?1 AND number = ?2 AND state < 2 AND id <> ?3"),
+      set_state_(connection, "UPDATE extent SET state = dtime <> 0 WHERE id = ?1"),
       set_property_(connection,
                     "INSERT INTO extent_property(extent, name, value) VALUES(?1, ?2, ?3) "
                     "ON CONFLICT(extent, name) DO UPDATE SET value = excluded.value"),
@@ -51,7 +54,8 @@ extent_applier::extent_applier(sqlite_connection& connection)
       fill_(connection, fill_sql),
       fill_properties_(connection, fill_properties_sql) {}
 
-void extent_applier::begin() {
+void extent_applier::begin(std::int64_t share) {
+    share_ = share;
     last_extent_.step();
     last_old_extent_ = last_extent_.integer(0);
     last_extent_.reset();
@@ -73,6 +77,18 @@ void extent_applier::apply(std::int64_t file, const collect_line& line, std::int
     }
     set_properties(extent, line);
     set_end(extent, line, arrival);
+    rank(file, number);
+}
+
+/// Settles which version is the extent's newest, and whether that one lives.
+void extent_applier::rank(std::int64_t file, std::int64_t number) {
+    std::int64_t newest = 0;
+    {
+        const statement_run run(find_newest_);
+        if (find_newest_.bind(1, file).bind(2, number).step()) newest = find_newest_.integer(0);
+    }
+    supersede_.bind(1, file).bind(2, number).bind(3, newest).run();
+    set_state_.bind(1, newest).run();
 }
 
 std::int64_t extent_applier::find(std::int64_t file, std::int64_t number, const collect_line& line) {
@@ -87,7 +103,8 @@ std::int64_t extent_applier::insert(std::int64_t file, std::int64_t number, cons
                                     std::int64_t arrival) {
     insert_.bind(1, file).bind(2, number).bind(3, line.version_guid).bind(4, line.object_guid);
     insert_.bind(5, version_time(line, arrival)).bind(6, arrival).bind(7, line.object_type).bind(8, line.size);
-    insert_.bind(9, line.extent_type).bind_text_if_any(10, line.link_target).bind_text_if_any(11, line.xattr).run();
+    insert_.bind(9, line.extent_type).bind_text_if_any(10, line.link_target).bind_text_if_any(11, line.xattr);
+    insert_.bind(12, share_).run();
     return connection_.last_id();
 }
 

@@ -14,7 +14,8 @@ class extent_applier {
 public:
     explicit extent_applier(sqlite_connection& connection);
 
-    void begin();
+    /// Starts a file of the share.
+    void begin(std::int64_t share);
     /// `file` is the object that the extent belongs to.
     void apply(std::int64_t file, const collect_line& line, std::int64_t arrival);
     /// Fills in what the lines of new rows left out, from the newest version of the same extent that tells it.
@@ -25,8 +26,11 @@ private:
     std::int64_t insert(std::int64_t file, std::int64_t number, const collect_line& line, std::int64_t arrival);
     void lay_over(std::int64_t extent, const collect_line& line);
     void set_end(std::int64_t extent, const collect_line& line, std::int64_t arrival);
+    void rank(std::int64_t file, std::int64_t number);
     void set_properties(std::int64_t extent, const collect_line& line);
 
+    // Of the file being applied.
+    std::int64_t share_ = 0;
     std::int64_t last_old_extent_ = 0;
 
     sqlite_connection& connection_;
@@ -37,6 +41,8 @@ private:
     sqlite_statement touch_arrival_;
     sqlite_statement read_dtime_;
     sqlite_statement set_dtime_;
+    sqlite_statement supersede_;
+    sqlite_statement set_state_;
     sqlite_statement set_property_;
     sqlite_statement last_extent_;
     sqlite_statement fill_;

@@ -18,11 +18,21 @@ constexpr const char* all_in_directory_sql = IIF_COLUMNS
 constexpr const char* all_of_name_sql = IIF_COLUMNS
     "WHERE object IN (SELECT object FROM version WHERE parent = ?1 AND name_key = ?2) "
     "ORDER BY object DESC, vtime DESC, arrival DESC";
+constexpr const char* newest_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDER BY vtime DESC, arrival DESC LIMIT 1";
+constexpr const char* all_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDER BY vtime DESC, arrival DESC";
 #undef IIF_COLUMNS
 
 version_in_place read_row(const sqlite_statement& row) {
-    return {row.integer(0), row.integer(1), row.integer(2),          row.integer(3),
-            row.integer(4), false,          std::string(row.text(6))};
+    return {row.integer(0), row.integer(1), row.integer(2), row.integer(3),
+            row.integer(4), row.integer(5), false,          std::string(row.text(6))};
+}
+
+/// Takes over what the object's next newer version says about the end of this one's stay.
+void end_by_newer(version_in_place& version, const version_in_place& newer) {
+    const bool stays = version.parent == newer.parent && version.name == newer.name;
+    // The epoch's own second cannot be told from no end, so the one after it stands for it.
+    const std::int64_t moved_s = second_of(newer.vtime) == 0 ? 1 : second_of(newer.vtime);
+    version.end_s = earlier_end(version.end_s, stays ? newer.end_s : moved_s);
 }
 
 }  // namespace
@@ -31,7 +41,9 @@ history::history(sqlite_connection& connection)
     : newest_in_directory_(connection, newest_in_directory_sql),
       newest_of_name_(connection, newest_of_name_sql),
       all_in_directory_(connection, all_in_directory_sql),
-      all_of_name_(connection, all_of_name_sql) {}
+      all_of_name_(connection, all_of_name_sql),
+      newest_of_object_(connection, newest_of_object_sql),
+      all_of_object_(connection, all_of_object_sql) {}
 
 bool history::matches(const place_filter& place, std::string_view name) const {
     if (!place.name) return true;
@@ -57,26 +69,35 @@ void history::all(const place_filter& place, const std::function<void(const std:
     if (place.name) rows.bind(2, key_ = folded_name(*place.name));
 
     std::vector<version_in_place> versions;
-    std::int64_t newer_parent = 0;
     while (rows.step()) {
         version_in_place version = read_row(rows);
-        const std::int64_t parent = rows.integer(5);
         if (!versions.empty() && versions.back().object != version.object) {
             visit(versions);
             versions.clear();
         }
-        version.in_place = parent == place.parent && matches(place, version.name);
-        if (!versions.empty()) {
-            const version_in_place& newer = versions.back();
-            const bool stays = parent == newer_parent && version.name == newer.name;
-            // The epoch's own second cannot be told from no end, so the one after it stands for it.
-            const std::int64_t moved_s = second_of(newer.vtime) == 0 ? 1 : second_of(newer.vtime);
-            version.end_s = earlier_end(version.end_s, stays ? newer.end_s : moved_s);
-        }
-        newer_parent = parent;
+        version.in_place = version.parent == place.parent && matches(place, version.name);
+        if (!versions.empty()) end_by_newer(version, versions.back());
         versions.push_back(std::move(version));
     }
     if (!versions.empty()) visit(versions);
+}
+
+std::optional<version_in_place> history::newest_of(std::int64_t object) {
+    const statement_run run(newest_of_object_);
+    if (!newest_of_object_.bind(1, object).step()) return std::nullopt;
+    return read_row(newest_of_object_);
+}
+
+std::vector<version_in_place> history::all_of(std::int64_t object) {
+    std::vector<version_in_place> versions;
+    const statement_run run(all_of_object_);
+    all_of_object_.bind(1, object);
+    while (all_of_object_.step()) {
+        version_in_place version = read_row(all_of_object_);
+        if (!versions.empty()) end_by_newer(version, versions.back());
+        versions.push_back(std::move(version));
+    }
+    return versions;
 }
 
 }  // namespace index_server

@@ -23,7 +23,8 @@ struct version_in_place {
     std::int64_t vtime = 0;
     std::int64_t end_s = 0;  ///< seconds; 0 when it has not ended
     std::int64_t data_type = 0;
-    bool in_place = false;  ///< false for a version that stands elsewhere
+    std::int64_t parent = 0;  ///< where it stands; 0 when nobody has told
+    bool in_place = false;    ///< false for a version that stands elsewhere
     std::string name;
 };
 
@@ -45,6 +46,12 @@ public:
     /// All versions of each object that ever stood in the place, newest first, one call for an object.
     void all(const place_filter& place, const std::function<void(const std::vector<version_in_place>&)>& visit);
 
+    /// The object's newest version, wherever it stands; nothing when none is known.
+    std::optional<version_in_place> newest_of(std::int64_t object);
+
+    /// All versions of the object, wherever they stand, newest first.
+    std::vector<version_in_place> all_of(std::int64_t object);
+
 private:
     bool matches(const place_filter& place, std::string_view name) const;
 
@@ -53,6 +60,8 @@ private:
     sqlite_statement newest_of_name_;
     sqlite_statement all_in_directory_;
     sqlite_statement all_of_name_;
+    sqlite_statement newest_of_object_;
+    sqlite_statement all_of_object_;
 };
 
 }  // namespace index_server

@@ -1,11 +1,11 @@
 // The items of a search response.
 #include "server/result_builder.h"
 
+#include "server/result_fields.h"
+
 namespace index_server {
 
 namespace {
-
-using KT5ContentIndexing::NameValueMap;
 
 enum column : int {
     version_guid,
@@ -31,17 +31,7 @@ enum column : int {
 constexpr const char* read_version_sql =
     "SELECT v.version_guid, v.name, v.vtime, v.size, v.mode, v.uid, v.gid, v.atime, v.ctime, v.mtime, v.extent_type, "
     "v.extent_size, v.extent_number, v.link_target, v.xattr, v.backup_id, o.guid, p.guid "
-    "FROM version v JOIN object o ON o.id = v.object JOIN object p ON p.id = v.parent WHERE v.id = ?1";
-
-void set_number(CNMessageBase& message, short field, short tag, const std::optional<std::int64_t>& value) {
-    if (value) message.setint64(field, tag, *value);
-}
-
-void add_property(std::vector<NameValueMap>& list, const std::string& property, const std::string& value) {
-    NameValueMap& entry = list.emplace_back();
-    entry.setstring(1, 1, property);
-    entry.setstring(2, 5, value);
-}
+    "FROM version v JOIN object o ON o.id = v.object LEFT JOIN object p ON p.id = v.parent WHERE v.id = ?1";
 
 }  // namespace
 
@@ -53,8 +43,8 @@ void result_builder::fill(const search_query& query, const search_hit& hit, KT5C
     const statement_run run(read_version_);
     if (!read_version_.bind(1, hit.version).step()) return;
     const std::string leaf(read_version_.text(name));
-    item.setstring(2, 5, hit.directory + "/" + leaf);
-    item.setstring(3, 9, leaf);
+    if (hit.directory && !leaf.empty()) item.setstring(2, 5, *hit.directory + "/" + leaf);
+    if (!leaf.empty()) item.setstring(3, 9, leaf);
     item.setstring(24, 51, std::string(read_version_.text(object_guid)));
     item.setstring(37, 82, std::string(read_version_.text(version_guid)));
     item.setstring(46, 103, std::string(read_version_.text(parent_guid)));
@@ -84,7 +74,7 @@ void result_builder::fill_attributes(const search_query& query, const search_hit
 
 void result_builder::fill_properties(const search_query& query, const search_hit& hit,
                                      KT5ContentIndexing::GResultItem& item) {
-    std::vector<NameValueMap> list;
+    property_list list;
     if ((query.columns & column_extent_size) != 0 && !read_version_.is_null(extent_size))
         add_property(list, "EXTENT_SIZE", std::string(read_version_.text(extent_size)));
     if ((query.columns & column_deleted_time) != 0 && hit.end_s != 0)
@@ -99,9 +89,7 @@ void result_builder::fill_properties(const search_query& query, const search_hit
                          std::string(read_properties_.text(1)));
         }
     }
-    if (list.empty()) return;
-    const auto properties = item.getObjectAccessor(true, true, 26, 56, 14, 26);
-    *properties->getlistobject<NameValueMap>(1, 1, true) = std::move(list);
+    set_properties(item, std::move(list));
 }
 
 void add_search_error(KT5ContentIndexing::ZYSearchResp& response, int code, const std::string& text) {

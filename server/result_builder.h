@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/message_classes.h"
-#include "server/path_search.h"
+#include "server/candidates.h"
 #include "server/search_query.h"
 #include "server/sqlite_db.h"
 

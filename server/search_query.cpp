@@ -21,6 +21,7 @@ constexpr std::int64_t max_page_size = 10000;
 constexpr int and_mode = 2;
 constexpr int list_mode = 0;
 constexpr int value_mode = 2;
+constexpr int no_value_mode = 4;
 // The state that every row of this index is in, as the requests' list of admissible states counts them.
 constexpr std::string_view row_state = "1";
 
@@ -83,7 +84,8 @@ public:
         expect("searchMode", request, 6, 4);
         read_filters(request);
         read_processing(request);
-        if (query_.what == search_query::key::none) fault(EINVAL, "the request names no path");
+        if (query_.what == search_query::key::none) fault(EINVAL, "the request does not say what it looks for");
+        check_combination();
         return std::move(faults_);
     }
 
@@ -139,7 +141,8 @@ private:
         const auto list_of_values = holder->getliststring(1, 1, false);
         const std::vector<std::string>& values = *list_of_values;
         const bool list = name == "CISTATE" || name == "DATA_TYPE";
-        expect(name.c_str(), field, 3, list ? list_mode : value_mode);
+        const bool absence = name == "AFILEID";
+        expect(name.c_str(), field, 3, list ? list_mode : absence ? no_value_mode : value_mode);
         if (values.empty()) return fault(EINVAL, "a field without values: " + name);
 
         if (name == "CISTATE") {
@@ -153,9 +156,17 @@ private:
         } else if (name == "IS_VISIBLE") {
             read_visibility(values.front());
         } else if (name == "EXACT_PATH") {
-            read_path(search_query::key::exact_path, values.front());
+            read_key(search_query::key::exact_path, values.front());
         } else if (name == "BROWSE_PATH") {
-            read_path(search_query::key::browse_path, values.front());
+            read_key(search_query::key::browse_path, values.front());
+        } else if (name == "PARENT_GUID") {
+            read_key(search_query::key::parent_guid, values.front());
+        } else if (name == "CONTENTID") {
+            read_key(search_query::key::content_id, values.front());
+        } else if (absence) {
+            // The mode alone says that a value is to be missing, so it has to be there.
+            if (!field.isSet(3) || values.front() != "*") unsupported(name, values.front());
+            read_key(search_query::key::not_backed_up, {});
         } else {
             unsupported("field", name);
         }
@@ -185,10 +196,27 @@ private:
             unsupported("IS_VISIBLE", value);
     }
 
-    void read_path(search_query::key what, const std::string& path) {
-        if (query_.what != search_query::key::none) fault(EINVAL, "the request names two paths");
+    void read_key(search_query::key what, const std::string& value) {
+        if (query_.what != search_query::key::none) fault(EINVAL, "the request looks for two things at once");
         query_.what = what;
-        query_.path = path;
+        query_.key_value = value;
+    }
+
+    /// Refuses what is understood piece by piece but has no meaning together.
+    void check_combination() {
+        using key = search_query::key;
+        using grouping = search_query::grouping;
+        const bool all_extents = query_.what == key::not_backed_up;
+        if (query_.extents && !all_extents && query_.what != key::parent_guid)
+            unsupported("ENABLE_EXTENT_SEARCH", "without PARENT_GUID or AFILEID");
+        if (!query_.extents && all_extents) unsupported("AFILEID", "without ENABLE_EXTENT_SEARCH");
+        if (!query_.extents && query_.by_extent_number) unsupported("SORTFIELD", "EXTENT_NUMBER of objects");
+        const bool grouped = query_.grouped_by != grouping::none;
+        const bool extent_groups = query_.grouped_by == grouping::extent_number;
+        if (grouped && (query_.what == key::content_id || extent_groups != query_.extents))
+            unsupported("GROUP_RESULTS_BY", "in this search");
+        if (all_extents && (grouped || query_.time || query_.all_versions || parameters_.count("SORTFIELD") != 0))
+            unsupported("AFILEID", "with a range, versions, groups or an order");
     }
 
     void read_processing(ZYSearchReq& request) {
@@ -225,9 +253,10 @@ private:
             if (!parse_number(value, query_.group_limit) || query_.group_limit < 1) unsupported(name, value);
             return;
         }
-        const bool sort = name == "SORTFIELD" || name == "SORT_GROUPS_BY";
-        const bool extents_off = name == "ENABLE_EXTENT_SEARCH" && value == "false";
-        if (!(sort && value == "VERSION_TIME") && !extents_off) unsupported(name, value);
+        if (name == "ENABLE_EXTENT_SEARCH") return read_switch(name, value, "true", "false", query_.extents);
+        if (name == "SORTFIELD")
+            return read_switch(name, value, "EXTENT_NUMBER", "VERSION_TIME", query_.by_extent_number);
+        if (name != "SORT_GROUPS_BY" || value != "VERSION_TIME") unsupported(name, value);
     }
 
     void read_switch(const std::string& name, const std::string& value, const char* on, const char* off, bool& result) {
@@ -237,8 +266,12 @@ private:
 
     void read_group_key(const std::string& value) {
         const std::string id = std::to_string(target_.subclient_id);
-        if (value != "FilePathHash_" + id && value != "zyurl_" + id) return unsupported("GROUP_RESULTS_BY", value);
-        query_.grouped = true;
+        if (value == "EXTENT_NUMBER")
+            query_.grouped_by = search_query::grouping::extent_number;
+        else if (value == "FilePathHash_" + id || value == "zyurl_" + id)
+            query_.grouped_by = search_query::grouping::path;
+        else
+            unsupported("GROUP_RESULTS_BY", value);
     }
 
     void read_columns(std::string_view list) {

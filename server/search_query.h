@@ -30,21 +30,24 @@ enum search_column : unsigned {
 };
 
 struct search_query {
-    enum class key { none, exact_path, browse_path };
+    enum class key { none, exact_path, browse_path, parent_guid, content_id, not_backed_up };
+    enum class grouping { none, path, extent_number };
     struct range {
         std::int64_t low_s = 0;
         std::int64_t high_s = 0;
     };
 
     key what = key::none;
-    std::string path;
+    std::string key_value;         ///< the path or the GUID
+    bool extents = false;          ///< extents of files are asked for, not objects
     std::optional<range> time;     ///< seconds, both ends included
     bool matches_nothing = false;  ///< a filter that no row of this index can pass
     unsigned data_types = ~0u;     ///< bit n for the type n
     bool all_versions = false;
     bool fold_case = false;
     bool descending = false;
-    bool grouped = false;  ///< per path
+    bool by_extent_number = false;  ///< the order; by version time otherwise
+    grouping grouped_by = grouping::none;
     bool group_descending = true;
     std::int64_t group_limit = 1;
     std::int64_t page_size = 0;

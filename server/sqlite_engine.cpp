@@ -6,9 +6,9 @@
 #include "server/collect_applier.h"
 #include "server/engine.h"
 #include "server/line_reader.h"
-#include "server/path_search.h"
 #include "server/result_builder.h"
 #include "server/search_query.h"
+#include "server/searcher.h"
 #include "server/sqlite_db.h"
 #include "server/sqlite_records.h"
 #include "server/sqlite_schema.h"
@@ -27,11 +27,10 @@ std::int64_t now_ns() {
 /// A connection for reading, with what is prepared on it.
 struct reader {
     explicit reader(const std::string& path)
-        : connection(path, sqlite_connection::access::read_only), paths(connection), results(connection) {}
+        : connection(path, sqlite_connection::access::read_only), searches(connection) {}
 
     sqlite_connection connection;
-    path_search paths;
-    result_builder results;
+    searcher searches;
 };
 
 class sqlite_engine : public engine {
@@ -185,15 +184,9 @@ void sqlite_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq&
         add_search_error(response, fault.code, fault.text);
     if (!faults.empty()) return;
 
-    using KT5ContentIndexing::GResultItem;
-    auto items = reading([&](reader& from) {
-        std::vector<GResultItem> built;
-        for (const search_hit& hit : from.paths.page(target, query))
-            from.results.fill(query, hit, built.emplace_back());
-        return built;
-    });
+    auto items = reading([&](reader& from) { return from.searches.items(target, query); });
     const auto result_set = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-    *result_set->getlistobject<GResultItem>(1, 1, true) = std::move(items);
+    *result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true) = std::move(items);
 }
 
 }  // namespace

@@ -10,7 +10,8 @@
 //            whole   1 when an addition brought the row: what its line left out was not there at that time.
 //            No value in any other column means that nobody has told it yet.
 //            version_by_place lists a directory in the order of its pages and holds all that is needed to skip pages.
-// extent     One row per version of an extent of a file, by (file, number).
+// extent     One row per version of an extent of a file, by (file, number); state as of a version. extent_to_back_up
+//            lists a share's extents without backup data in the order of their pages.
 // meta       last_arrival, the highest arrival given out.
 #include "server/sqlite_schema.h"
 
@@ -20,7 +21,7 @@ namespace index_server {
 
 namespace {
 
-constexpr std::int64_t schema_version = 1;
+constexpr std::int64_t schema_version = 3;
 
 constexpr const char* create_tables = R"(
 CREATE TABLE meta(key TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
@@ -34,7 +35,8 @@ CREATE TABLE share(
     root_guid TEXT NOT NULL,
     index_server_name TEXT NOT NULL UNIQUE);
 
-CREATE TABLE token(id INTEGER PRIMARY KEY, hash TEXT NOT NULL UNIQUE, subclient_id INTEGER NOT NULL);
+CREATE TABLE token(
+    id INTEGER PRIMARY KEY, hash TEXT NOT NULL, subclient_id INTEGER NOT NULL, UNIQUE(hash, subclient_id));
 
 CREATE TABLE collect_transaction(
     seq INTEGER PRIMARY KEY,
@@ -98,14 +100,41 @@ CREATE TABLE extent(
     extent_type INTEGER,
     link_target TEXT,
     xattr TEXT,
-    backup_id INTEGER);
+    backup_id INTEGER,
+    share INTEGER NOT NULL,
+    state INTEGER NOT NULL);
 CREATE UNIQUE INDEX extent_by_guid ON extent(file, number, version_guid);
 CREATE INDEX extent_by_time ON extent(file, number, vtime, arrival);
+CREATE INDEX extent_to_back_up ON extent(share, state, id, dtime, data_type, backup_id)
+    WHERE backup_id IS NULL AND state < 2;
 
 CREATE TABLE extent_property(
     extent INTEGER NOT NULL, name TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY(extent, name)) WITHOUT ROWID;
 
-PRAGMA user_version = 1;
+PRAGMA user_version = 3;
+)";
+
+/// In version 1 a token granted one share.
+constexpr const char* upgrade_from_1 = R"(
+ALTER TABLE token RENAME TO former_token;
+CREATE TABLE token(
+    id INTEGER PRIMARY KEY, hash TEXT NOT NULL, subclient_id INTEGER NOT NULL, UNIQUE(hash, subclient_id));
+INSERT INTO token SELECT id, hash, subclient_id FROM former_token;
+DROP TABLE former_token;
+PRAGMA user_version = 2;
+)";
+
+/// In version 2 an extent did not know its share, nor whether it was the newest of its number.
+constexpr const char* upgrade_from_2 = R"(
+ALTER TABLE extent ADD COLUMN share INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE extent ADD COLUMN state INTEGER NOT NULL DEFAULT 2;
+UPDATE extent SET share = (SELECT share FROM object WHERE id = extent.file);
+UPDATE extent SET state = dtime <> 0 WHERE NOT EXISTS(
+    SELECT 1 FROM extent n WHERE n.file = extent.file AND n.number = extent.number
+    AND (n.vtime, n.arrival) > (extent.vtime, extent.arrival));
+CREATE INDEX extent_to_back_up ON extent(share, state, id, dtime, data_type, backup_id)
+    WHERE backup_id IS NULL AND state < 2;
+PRAGMA user_version = 3;
 )";
 
 }  // namespace
@@ -118,6 +147,8 @@ void prepare_schema(sqlite_connection& connection) {
     read_version.reset();
     if (found > schema_version) throw std::runtime_error("the database was written by a newer version of this program");
     if (found == 0) connection.execute(create_tables);
+    if (found == 1) connection.execute(upgrade_from_1);
+    if (found == 1 || found == 2) connection.execute(upgrade_from_2);
     transaction.commit();
 }
 

@@ -44,6 +44,8 @@ found_item read_item(GResultItem& item, const std::string& root) {
     found.mode = attributes->getint64(9);
     found.vtime = attributes->getint64(16);
     found.dtime = attributes->getint64(17);
+    found.extent_number = attributes->getint64(15);
+    found.extent_type = attributes->getint64(10);
     const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
     const auto entries = properties->getlistobject<NameValueMap>(1, 1, false);
     for (auto& entry : *entries)
@@ -106,7 +108,9 @@ void engine_fixture::add_option(ZYSearchReq& request, const std::string& name, c
     option.setstring(2, 5, value);
 }
 
-ZYSearchReq engine_fixture::request(const share& of, bool browse, const std::string& path, const asked& how) {
+ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::string& value, const asked& how) {
+    const bool extents = what == ask_for::extents || what == ask_for::extents_to_back_up;
+    const bool one = what == ask_for::path || what == ask_for::guid;
     ZYSearchReq made;
     made.setint64(6, 6, 4);
     if (how.at != 0 || how.after != 0) {
@@ -115,35 +119,44 @@ ZYSearchReq engine_fixture::request(const share& of, bool browse, const std::str
     }
     add_filter(made, "IS_VISIBLE", {"true"}, 2);
     const std::string root = "/" + std::to_string(of.folder_id);
-    add_filter(made, browse ? "BROWSE_PATH" : "EXACT_PATH", {path == "/" ? root : root + path}, 2);
+    if (what == ask_for::path || what == ask_for::path_children) {
+        add_filter(made, one ? "EXACT_PATH" : "BROWSE_PATH", {value == "/" ? root : root + value}, 2);
+    } else if (what == ask_for::extents_to_back_up) {
+        add_filter(made, "AFILEID", {"*"}, 4);
+    } else {
+        add_filter(made, one ? "CONTENTID" : "PARENT_GUID", {value}, 2);
+    }
     add_filter(made, "DATA_TYPE", {"1", "2", "3", "4", "5", "6", "7", "8"}, 0);
-    if (how.at != 0) add_option(made, "ENABLE_ALL_VERSIONS", "true");
+    if (how.at != 0 && !extents) add_option(made, "ENABLE_ALL_VERSIONS", "true");
     add_option(made, "RESPONSE_FIELD_LIST",
-               std::string(columns_before) + (how.cloud_columns ? cloud_columns : usual_columns));
+               std::string(what == ask_for::guid ? "FAST_URL," : "") + columns_before +
+                   (how.cloud_columns ? cloud_columns : usual_columns));
+    if (extents) add_option(made, "ENABLE_EXTENT_SEARCH", "true");
     if (how.fold_case) add_option(made, "CASE_INSENSITIVE", "true");
-    if (browse && how.at != 0) {
-        add_option(made, "GROUP_RESULTS_BY", "zyurl_" + std::to_string(of.subclient_id));
+    if (what == ask_for::extents || (!one && !extents && how.at != 0)) {
+        add_option(made, "GROUP_RESULTS_BY", extents ? "EXTENT_NUMBER" : "zyurl_" + std::to_string(of.subclient_id));
         add_option(made, "SORT_GROUPS_BY", "VERSION_TIME");
         add_option(made, "SORT_ORDER_GROUPS_BY", "desc");
         add_option(made, "GROUP_LIMIT", "1");
     }
-    add_option(made, "SORTFIELD", "VERSION_TIME");
-    add_option(made, "SORT_STYLE", browse ? "Ascending" : "desc");
+    if (what != ask_for::extents_to_back_up) {
+        add_option(made, "SORTFIELD", extents ? "EXTENT_NUMBER" : "VERSION_TIME");
+        add_option(made, "SORT_STYLE", one ? "desc" : "Ascending");
+    }
     const auto processing = made.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
-    processing->setint64(1, 1, how.page_size != 0 ? how.page_size : browse ? 1000 : 1);
+    processing->setint64(1, 1, how.page_size != 0 ? how.page_size : one ? 1 : 1000);
     processing->setint64(2, 2, how.page_start);
     return made;
 }
 
-std::vector<found_item> engine_fixture::ask(const share& of, bool browse, const std::string& path, const asked& how) {
-    ZYSearchReq asking = request(of, browse, path, how);
+std::vector<found_item> engine_fixture::sent(const share& of, ZYSearchReq asking) {
     ZYSearchResp response;
     store->search(of, asking, response);
     EXPECT_TRUE(response.getlistobject<KT5ContentIndexing::Error>(1, 1, false)->empty());
     std::vector<found_item> items;
     const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
-    const auto sent = results->getlistobject<GResultItem>(1, 1, false);
-    for (auto& item : *sent)
+    const auto found = results->getlistobject<GResultItem>(1, 1, false);
+    for (auto& item : *found)
         items.push_back(read_item(item, "/" + std::to_string(of.folder_id)));
     return items;
 }

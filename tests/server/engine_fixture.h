@@ -24,9 +24,12 @@ struct asked {
     bool cloud_columns = false;
 };
 
+/// The six searches of the library.
+enum class ask_for { path, path_children, guid, guid_children, extents, extents_to_back_up };
+
 struct found_item {
     std::string path, name, object, version, parent, uid, xattr;
-    long long size = 0, mode = 0, mtime = 0, vtime = 0, dtime = 0;
+    long long size = 0, mode = 0, mtime = 0, vtime = 0, dtime = 0, extent_number = 0, extent_type = 0;
     std::map<std::string, std::string> properties;
 };
 
@@ -45,7 +48,13 @@ protected:
     std::vector<found_item> ask(bool browse, const std::string& path, const asked& how = {}) {
         return ask(docs, browse, path, how);
     }
-    std::vector<found_item> ask(const share& of, bool browse, const std::string& path, const asked& how = {});
+    std::vector<found_item> ask(const share& of, bool browse, const std::string& path, const asked& how = {}) {
+        return sent(of, request(of, browse, path, how));
+    }
+    /// All items of any search; `value` is its path or GUID.
+    std::vector<found_item> ask(ask_for what, const std::string& value, const asked& how = {}) {
+        return sent(docs, request(docs, what, value, how));
+    }
     /// The version GUID that a find gives the library's caller: of the first item, unless that has ended by then.
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
@@ -53,7 +62,10 @@ protected:
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
-    KT5ContentIndexing::ZYSearchReq request(const share& of, bool browse, const std::string& path, const asked& how);
+    KT5ContentIndexing::ZYSearchReq request(const share& of, bool browse, const std::string& path, const asked& how) {
+        return request(of, browse ? ask_for::path_children : ask_for::path, path, how);
+    }
+    KT5ContentIndexing::ZYSearchReq request(const share& of, ask_for what, const std::string& value, const asked& how);
     static void add_option(KT5ContentIndexing::ZYSearchReq& request, const std::string& name, const std::string& value);
     static void add_filter(KT5ContentIndexing::ZYSearchReq& request, const std::string& name,
                            const std::vector<std::string>& values, int mode);
@@ -65,8 +77,10 @@ protected:
     std::unique_ptr<engine> store;
     share docs;
 
-private:
     static bool gone(const found_item& item, const asked& how);
+
+private:
+    std::vector<found_item> sent(const share& of, KT5ContentIndexing::ZYSearchReq asking);
 };
 
 }  // namespace index_server

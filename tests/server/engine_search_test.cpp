@@ -212,7 +212,6 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
         return errors(made);
     };
     EXPECT_EQ(with_option("ENABLE_FLIGHT", "true"), "not supported: ENABLE_FLIGHT true\n");
-    EXPECT_EQ(with_option("ENABLE_EXTENT_SEARCH", "true"), "not supported: ENABLE_EXTENT_SEARCH true\n");
     EXPECT_EQ(with_option("GROUP_RESULTS_BY", "zyurl_0"), "not supported: GROUP_RESULTS_BY zyurl_0\n");
     EXPECT_EQ(with_option("ENABLE_HIGHLIGHTING", "true"), "not supported: ENABLE_HIGHLIGHTING true\n");
     EXPECT_EQ(with_option("GROUP_LIMIT", "0"), "not supported: GROUP_LIMIT 0\n");
@@ -223,15 +222,15 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
         add_filter(made, name, values, mode);
         return errors(made);
     };
-    EXPECT_EQ(with_filter("PARENT_GUID", {"o"}, 2), "not supported: field PARENT_GUID\n");
-    EXPECT_EQ(with_filter("BROWSE_PATH", {"/1"}, 2), "the request names two paths\n");
+    EXPECT_EQ(with_filter("FILE_NAME", {"o"}, 2), "not supported: field FILE_NAME\n");
+    EXPECT_EQ(with_filter("PARENT_GUID", {"o"}, 2), "the request looks for two things at once\n");
     EXPECT_EQ(with_filter("VTIME_SEC", {"1"}, 2), "VTIME_SEC takes a low and a high number of seconds\n");
     EXPECT_EQ(with_filter("CISTATE", {}, 0), "a field without values: CISTATE\n");
     EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 2), "not supported: CISTATE 2\n");
     EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 0), "");
 
     auto no_path = KT5ContentIndexing::ZYSearchReq();
-    EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request names no path\n");
+    EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request does not say what it looks for\n");
     auto page = request(docs, true, "/", {.page_size = 10001, .page_start = -1});
     EXPECT_EQ(errors(page), "pageSize is not between 1 and 10000\npageStart is below 0\n");
 }

@@ -1,0 +1,62 @@
+// The way up from an object. Each directory on it is taken as it stood at the asked moment, just as a path is walked
+// down, so that both ways agree.
+#include "server/ancestry.h"
+
+#include <vector>
+
+#include "server/candidates.h"
+#include "server/version_time.h"
+
+namespace index_server {
+
+namespace {
+
+// Rows that contradict each other can make a circle of parents: no real tree is deeper.
+constexpr std::size_t max_depth = 10000;
+
+}  // namespace
+
+ancestry::ancestry(sqlite_connection& connection, history& versions)
+    : history_(versions), find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''") {}
+
+void ancestry::begin(const share& target, const search_query& query) {
+    query_ = &query;
+    known_.clear();
+    const statement_run run(find_top_);
+    top_ = find_top_.bind(1, target.subclient_id).step() ? find_top_.integer(0) : 0;
+}
+
+const standing& ancestry::of(std::int64_t object) {
+    const auto [place, is_new] = known_.try_emplace(object);
+    if (is_new) place->second = climb(object);
+    return place->second;
+}
+
+/// The version of the asked moment; where none is as old, the oldest one, as when a path is walked down.
+std::optional<version_in_place> ancestry::version_then(std::int64_t object) {
+    if (!query_->all_versions) return history_.newest_of(object);
+    const std::vector<version_in_place> versions = history_.all_of(object);
+    for (const version_in_place& version : versions) {
+        if (version.vtime <= asked_ns(*query_)) return version;
+    }
+    return versions.empty() ? std::nullopt : std::optional(versions.back());
+}
+
+standing ancestry::climb(std::int64_t object) {
+    standing found;
+    std::vector<std::string> names;
+    for (std::int64_t here = object; here != top_;) {
+        const std::optional<version_in_place> version = version_then(here);
+        if (!version) return found;
+        found.end_s = earlier_end(found.end_s, version->end_s);
+        if (version->parent == 0 || version->name.empty() || names.size() == max_depth) return found;
+        names.push_back(version->name);
+        here = version->parent;
+    }
+    found.path.emplace();
+    for (auto name = names.rbegin(); name != names.rend(); ++name)
+        *found.path += "/" + *name;
+    return found;
+}
+
+}  // namespace index_server

@@ -1,0 +1,43 @@
+// Builds the path of an object up from its parents, for searches that begin with a GUID.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "server/engine.h"
+#include "server/history.h"
+#include "server/search_query.h"
+#include "server/sqlite_db.h"
+
+namespace index_server {
+
+/// Where an object stands at the asked moment.
+struct standing {
+    std::optional<std::string> path;  ///< from above the share's root; nothing where the way up is not known
+    std::int64_t end_s = 0;           ///< when it, or one above it, ended; 0 for not at all
+};
+
+/// Prepared on one connection, whose history is passed in and outlives this. locks: called inside a read transaction.
+class ancestry {
+public:
+    ancestry(sqlite_connection& connection, history& versions);
+
+    /// Begins the questions of one search.
+    void begin(const share& target, const search_query& query);
+    /// Where the object stands; what nothing is known of has no path and has not ended.
+    const standing& of(std::int64_t object);
+
+private:
+    std::optional<version_in_place> version_then(std::int64_t object);
+    standing climb(std::int64_t object);
+
+    history& history_;
+    sqlite_statement find_top_;
+    const search_query* query_ = nullptr;
+    std::int64_t top_ = 0;
+    std::map<std::int64_t, standing> known_;
+};
+
+}  // namespace index_server

@@ -1,0 +1,27 @@
+// Turns found versions of extents into the items of a search response.
+#pragma once
+
+#include "host/message_classes.h"
+#include "server/candidates.h"
+#include "server/search_query.h"
+#include "server/sqlite_db.h"
+
+namespace index_server {
+
+/// Prepared on one connection. locks: called inside the read transaction that the hits come from.
+class extent_results {
+public:
+    explicit extent_results(sqlite_connection& connection);
+
+    /// An extent has no name and no path of its own; its parent is its file.
+    void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
+
+private:
+    void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);
+    void fill_properties(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
+
+    sqlite_statement read_extent_;
+    sqlite_statement read_properties_;
+};
+
+}  // namespace index_server

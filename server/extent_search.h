@@ -1,0 +1,34 @@
+// Finds the extents of a file, or those of a share that have no backup data yet.
+#pragma once
+
+#include <vector>
+
+#include "server/ancestry.h"
+#include "server/candidates.h"
+#include "server/engine.h"
+#include "server/search_query.h"
+#include "server/sqlite_db.h"
+
+namespace index_server {
+
+/// Prepared on one connection, whose ways up are passed in and outlive this. locks: called inside a read transaction.
+class extent_search {
+public:
+    extent_search(sqlite_connection& connection, ancestry& ways_up);
+
+    /// The page of the file's extents. With groups, all versions in the range count; without, and without all versions,
+    /// the newest of each extent alone.
+    std::vector<search_hit> of_file(const share& target, const search_query& query);
+    /// The page of the share's extents without a backup id, in their newest version, those that ended at the end.
+    std::vector<search_hit> not_backed_up(const share& target, const search_query& query);
+
+private:
+    std::vector<candidate> collect(const search_query& query, std::int64_t file, std::int64_t file_end_s);
+
+    ancestry& ancestry_;
+    sqlite_statement find_file_;
+    sqlite_statement versions_of_file_;
+    sqlite_statement page_not_backed_up_;
+};
+
+}  // namespace index_server

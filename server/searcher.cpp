@@ -1,0 +1,46 @@
+// Chooses the search.
+#include "server/searcher.h"
+
+namespace index_server {
+
+searcher::searcher(sqlite_connection& connection)
+    : history_(connection),
+      listing_(connection, history_),
+      ancestry_(connection, history_),
+      paths_(connection, history_, listing_),
+      guids_(connection, history_, listing_, ancestry_),
+      extents_(connection, ancestry_),
+      results_(connection),
+      extent_results_(connection) {}
+
+std::vector<KT5ContentIndexing::GResultItem> searcher::items(const share& target, const search_query& query) {
+    std::vector<KT5ContentIndexing::GResultItem> built;
+    for (const search_hit& hit : hits(target, query)) {
+        if (query.extents)
+            extent_results_.fill(query, hit, built.emplace_back());
+        else
+            results_.fill(query, hit, built.emplace_back());
+    }
+    return built;
+}
+
+std::vector<search_hit> searcher::hits(const share& target, const search_query& query) {
+    using key = search_query::key;
+    if (query.matches_nothing) return {};
+    switch (query.what) {
+        case key::exact_path:
+        case key::browse_path:
+            return paths_.page(target, query);
+        case key::parent_guid:
+            return query.extents ? extents_.of_file(target, query) : guids_.children_of(target, query);
+        case key::content_id:
+            return guids_.versions_of(target, query);
+        case key::not_backed_up:
+            return extents_.not_backed_up(target, query);
+        case key::none:
+            break;
+    }
+    return {};
+}
+
+}  // namespace index_server

@@ -1,0 +1,42 @@
+// Answers understood requests: chooses the search for what is looked for and builds the items.
+#pragma once
+
+#include <vector>
+
+#include "host/message_classes.h"
+#include "server/ancestry.h"
+#include "server/directory_listing.h"
+#include "server/engine.h"
+#include "server/extent_results.h"
+#include "server/extent_search.h"
+#include "server/guid_search.h"
+#include "server/history.h"
+#include "server/path_search.h"
+#include "server/result_builder.h"
+#include "server/search_query.h"
+#include "server/sqlite_db.h"
+
+namespace index_server {
+
+/// All searches, prepared on one connection. locks: called inside a read transaction.
+class searcher {
+public:
+    explicit searcher(sqlite_connection& connection);
+
+    /// The page of items that the query asks for.
+    std::vector<KT5ContentIndexing::GResultItem> items(const share& target, const search_query& query);
+
+private:
+    std::vector<search_hit> hits(const share& target, const search_query& query);
+
+    history history_;
+    directory_listing listing_;
+    ancestry ancestry_;
+    path_search paths_;
+    guid_search guids_;
+    extent_search extents_;
+    result_builder results_;
+    extent_results extent_results_;
+};
+
+}  // namespace index_server
