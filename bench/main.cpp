@@ -1,0 +1,218 @@
+// The benchmark program. A benchmark is named workload/threads/place/batch/subject; the time of one is that of a whole
+// batch, its "per_op" the mean of one operation, and "p99" and "p99.9" come from one more batch that is timed
+// operation by operation.
+//
+// usage: bench [--tmpfs DIR] [--disk DIR] [--batches N,N...] [options of Google Benchmark]
+#include <benchmark/benchmark.h>
+#include <sys/utsname.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <barrier>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "bench/bench_host.h"
+#include "bench/bounds.h"
+#include "bench/library_subjects.h"
+#include "bench/peers.h"
+
+namespace {
+
+using bench::subject;
+using bench::subject_ptr;
+using std::chrono::steady_clock;
+
+bool all_went_well = true;
+
+struct options {
+    std::string tmpfs = "/dev/shm";
+    std::string disk = ".";
+    std::vector<std::size_t> batches{1000, 4096, 200000};
+};
+
+double seconds_since(steady_clock::time_point begin) {
+    return std::chrono::duration<double>(steady_clock::now() - begin).count();
+}
+
+/// Runs the whole batch on one thread, or one half on each of two that start together.
+double timed_run(subject& contestant, int threads) {
+    const std::size_t count = contestant.operations();
+    if (threads == 1) {
+        const auto begin = steady_clock::now();
+        contestant.run(0, count);
+        return seconds_since(begin);
+    }
+    std::barrier start(3);
+    std::exception_ptr failures[2];
+    const auto half = [&](int which) {
+        start.arrive_and_wait();
+        try {
+            contestant.run(which == 0 ? 0 : count / 2, which == 0 ? count / 2 : count);
+        } catch (...) {
+            failures[which] = std::current_exception();
+        }
+    };
+    std::jthread first(half, 0);
+    std::jthread second(half, 1);
+    start.arrive_and_wait();
+    const auto begin = steady_clock::now();
+    first.join();
+    second.join();
+    const double seconds = seconds_since(begin);
+    for (const std::exception_ptr& failure : failures)
+        if (failure) std::rethrow_exception(failure);
+    return seconds;
+}
+
+/// One more batch, each operation by itself. The clock's own cost is in the figures.
+void time_the_tail(subject& contestant, benchmark::State& state) {
+    std::vector<double> times(contestant.operations());
+    contestant.prepare();
+    for (std::size_t number = 0; number < times.size(); ++number) {
+        const auto begin = steady_clock::now();
+        contestant.run(number, number + 1);
+        times[number] = seconds_since(begin);
+    }
+    contestant.finish();
+    std::sort(times.begin(), times.end());
+    state.counters["p99"] = times[times.size() * 99 / 100];
+    state.counters["p99.9"] = times[times.size() * 999 / 1000];
+}
+
+void measure(benchmark::State& state, const std::function<subject_ptr()>& make, int threads) {
+    try {
+        const subject_ptr contestant = make();
+        for (auto _ : state) {
+            contestant->prepare();
+            state.SetIterationTime(timed_run(*contestant, threads));
+            contestant->finish();
+        }
+        const auto operations = static_cast<double>(contestant->operations());
+        state.counters["per_op"] =
+            benchmark::Counter(operations, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+        state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(contestant->operations()));
+        if (threads == 1 && contestant->divisible()) time_the_tail(*contestant, state);
+    } catch (const std::exception& failure) {
+        all_went_well = false;
+        state.SkipWithError(failure.what());
+    }
+}
+
+using maker = std::function<subject_ptr(const std::string& place, std::size_t batch)>;
+
+struct contestant {
+    const char* name;
+    maker make;
+};
+
+maker of_store(subject_ptr (*workload)(bench::open_store, const std::string&, std::size_t), bench::open_store open) {
+    return [=](const std::string& place, std::size_t batch) { return workload(open, place, batch); };
+}
+
+void register_workload(const std::string& name, int threads, const std::string& place_name, const std::string& place,
+                       const options& chosen, const std::vector<contestant>& contestants) {
+    for (const std::size_t batch : chosen.batches) {
+        for (const auto& [subject_name, make] : contestants) {
+            const std::string full = name + "/" + std::to_string(threads) + "/" + place_name + "/" +
+                                     std::to_string(batch) + "/" + subject_name;
+            const auto body = [make, place, batch, threads](benchmark::State& state) {
+                measure(
+                    state, [&] { return make(place, batch); }, threads);
+            };
+            benchmark::RegisterBenchmark(full.c_str(), body)->UseManualTime()->Unit(benchmark::kMillisecond);
+        }
+    }
+}
+
+void register_all(const options& chosen) {
+    using namespace bench;
+    const std::vector<contestant> add{{"index_iface", library_add},
+                                      {"bare_write", bare_journal_writes},
+                                      {"leveldb", of_store(peer_put, open_leveldb)},
+                                      {"rocksdb", of_store(peer_put, open_rocksdb)},
+                                      {"sqlite", of_store(peer_put, open_sqlite)}};
+    register_workload("add", 1, "tmpfs", chosen.tmpfs, chosen, add);
+    register_workload("add", 1, "disk", chosen.disk, chosen, add);
+    register_workload("add", 2, "tmpfs", chosen.tmpfs, chosen, {add[0], add[1], add[2], add[3]});
+    register_workload("update_merge", 1, "tmpfs", chosen.tmpfs, chosen,
+                      {{"index_iface", library_update_merge},
+                       {"bare_write", bare_journal_writes},
+                       {"leveldb", of_store(peer_replace, open_leveldb)},
+                       {"rocksdb", of_store(peer_replace, open_rocksdb)},
+                       {"sqlite", of_store(peer_replace, open_sqlite)}});
+    register_workload("rename", 1, "tmpfs", chosen.tmpfs, chosen,
+                      {{"index_iface", library_rename}, {"bare_write", bare_journal_writes}});
+    register_workload("find_cached_guid", 1, "tmpfs", chosen.tmpfs, chosen,
+                      {{"index_iface", library_find_guid},
+                       {"leveldb", of_store(peer_get, open_leveldb)},
+                       {"rocksdb", of_store(peer_get, open_rocksdb)},
+                       {"sqlite", of_store(peer_get, open_sqlite)}});
+    register_workload("find_cached_path", 1, "tmpfs", chosen.tmpfs, chosen, {{"index_iface", library_find_path}});
+    register_workload("replay", 1, "tmpfs", chosen.tmpfs, chosen,
+                      {{"index_iface", library_replay},
+                       {"bare_parse", bare_parse},
+                       {"leveldb", of_store(peer_recover, open_leveldb)},
+                       {"rocksdb", of_store(peer_recover, open_rocksdb)}});
+    register_workload("collect", 1, "tmpfs", chosen.tmpfs, chosen,
+                      {{"index_iface", library_collect}, {"bare_write", bare_collect_writes}});
+}
+
+std::string processor() {
+    std::ifstream info("/proc/cpuinfo");
+    for (std::string line; std::getline(info, line);)
+        if (line.starts_with("model name")) return line.substr(line.find(':') + 2);
+    return "unknown";
+}
+
+void describe(const options& chosen) {
+    utsname system{};
+    ::uname(&system);
+    benchmark::AddCustomContext("machine", processor() + ", " + std::to_string(std::thread::hardware_concurrency()) +
+                                               " cores, " + system.sysname + " " + system.release);
+    benchmark::AddCustomContext("compiler", IIF_BENCH_COMPILER);
+    benchmark::AddCustomContext("build", IIF_BENCH_BUILD);
+    benchmark::AddCustomContext("line_bytes", std::to_string(bench::journal_lines(chosen.tmpfs, 1).at(0).size()));
+    benchmark::AddCustomContext("journal_sync", "none, and the peers do not sync either");
+    benchmark::AddCustomContext("places", "tmpfs is " + chosen.tmpfs + ", disk is " + chosen.disk);
+}
+
+/// Figures of a slow build would be taken for the library's.
+bool is_a_measuring_build() {
+#if !defined(NDEBUG) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#else
+    return std::string(IIF_BENCH_SANITIZE).empty();
+#endif
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (!is_a_measuring_build()) {
+        std::fprintf(stderr, "bench: this is a debug or sanitizer build; build with the preset release.\n");
+        return 2;
+    }
+    benchmark::Initialize(&count, arguments);
+    options chosen;
+    CLI::App app("Measures the library beside what bounds it and what could be taken instead");
+    app.add_option("--tmpfs", chosen.tmpfs, "A directory in memory")->capture_default_str();
+    app.add_option("--disk", chosen.disk, "A directory on a disk")->capture_default_str();
+    app.add_option("--batches", chosen.batches, "Changes in one batch")->delimiter(',')->capture_default_str();
+    CLI11_PARSE(app, count, arguments);
+    try {
+        bench::prepare_host();
+        describe(chosen);
+        register_all(chosen);
+        benchmark::RunSpecifiedBenchmarks();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "bench: %s\n", failure.what());
+        return 1;
+    }
+    benchmark::Shutdown();
+    return all_went_well ? 0 : 1;
+}
