@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "iif/exit_code.h"
 
@@ -15,6 +16,13 @@ struct common_options {
     std::string log_file;          ///< empty: standard error
 };
 
+/// An index server that runs elsewhere, and what makes shares known to it.
+struct server_access {
+    std::string url;
+    std::string admin_token_file;
+    std::vector<std::string> token_files;
+};
+
 struct serve_options {
     common_options common;
     std::string directory;
@@ -22,10 +30,14 @@ struct serve_options {
     std::string share;  ///< empty: named after the directory
     bool once = false;
     long rescan_s = 60;
-    // Of `iif share` alone:
-    std::string server_url;
-    std::string admin_token_file;
-    std::string token_file;
+    server_access server;  ///< of `iif share` alone
+};
+
+struct host_options {
+    common_options common;
+    std::vector<std::string> shares;
+    std::string state;  ///< holds a state for each share; empty: the user's state directory
+    server_access server;
 };
 
 struct server_options {
@@ -36,15 +48,39 @@ struct server_options {
     bool allow_plain = false;
 };
 
+/// Which share is meant; with neither, the only one there is.
+struct share_choice {
+    std::string share;
+    std::string state;
+};
+
 struct query_options {
     common_options common;
     std::string path;
-    std::string at;  ///< empty: now
-    std::string share;
-    std::string state;
+    std::string guid;  ///< in place of a path
+    std::string at;    ///< empty: now
+    share_choice which;
     double timeout_s = 2;
     bool json = false;
     bool wide = false;
+};
+
+struct flush_options {
+    common_options common;
+    share_choice which;
+    double timeout_s = 60;
+};
+
+struct counters_options {
+    share_choice which;
+    bool json = false;
+    bool clear = false;
+};
+
+struct status_options {
+    share_choice which;  ///< with neither, every share
+    bool json = false;
+    bool watch = false;
 };
 
 struct journal_options {
@@ -56,9 +92,14 @@ struct journal_options {
 /// std::exception, which main reports as exit_code::cannot_reach.
 exit_code run_up(const serve_options& options);
 exit_code run_share(const serve_options& options);
+exit_code run_host(const host_options& options);
 exit_code run_server(const server_options& options);
 exit_code run_find(const query_options& options);
 exit_code run_ls(const query_options& options);
+exit_code run_extents(const query_options& options);
+exit_code run_flush(const flush_options& options);
+exit_code run_counters(const counters_options& options);
+exit_code run_status(const status_options& options);
 exit_code run_journal_list(const journal_options& options);
 exit_code run_journal_cat(const journal_options& options);
 exit_code run_journal_check(const journal_options& options);

@@ -1,4 +1,4 @@
-// iif ls PATH: the entries of a directory, or the one object when it is none.
+// iif ls PATH|--guid GUID: the entries of a directory, or the one object when it is none.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,10 +28,10 @@ exit_code run_ls(const query_options& options) {
     index_iface_props props;
     exit_code code = exit_code::done;
     // The browse of what is not there is an empty list, so the find goes first.
-    if (!session.find(options.path, props))
+    if (!session.find(props))
         code = report_missing(options);
     else if (!props.mode_valid || S_ISDIR(props.mode))
-        for (const index_iface_props& entry : session.list(options.path))
+        for (const index_iface_props& entry : session.list())
             print(entry, leaf(entry.path), options);
     else
         print(props, props.path, options);

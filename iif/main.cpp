@@ -34,6 +34,27 @@ void add_serving(CLI::App& command, serve_options& options) {
     add_common(command, options.common);
 }
 
+/// Gives the option of the token file.
+CLI::Option* add_server_access(CLI::App& command, server_access& server) {
+    command.add_option("--server", server.url, "URL of the index server")->required();
+    auto* admin = command.add_option("--admin-token-file", server.admin_token_file,
+                                     "File with the server's admin token, to register the share");
+    return command
+        .add_option("--token-file", server.token_files, "File with what a registration of the share answered")
+        ->excludes(admin);
+}
+
+void add_choice(CLI::App& command, share_choice& which) {
+    auto* share = command.add_option("--share", which.share, "Which share; not needed when there is just one");
+    command.add_option("--state", which.state, "The share's state directory")->excludes(share);
+}
+
+CLI::Option* add_timeout(CLI::App& command, double& seconds) {
+    return command.add_option("--timeout", seconds, "Seconds to wait for changes that are under way")
+        ->check(CLI::Range(0.0, 86400.0))
+        ->capture_default_str();
+}
+
 void add_up(CLI::App& app, serve_options& options, chosen& choice) {
     CLI::App& command = *app.add_subcommand("up", "Index DIR: server and share host in one process");
     add_serving(command, options);
@@ -43,12 +64,17 @@ void add_up(CLI::App& app, serve_options& options, chosen& choice) {
 void add_share(CLI::App& app, serve_options& options, chosen& choice) {
     CLI::App& command = *app.add_subcommand("share", "Report DIR to an index server that runs elsewhere");
     add_serving(command, options);
-    command.add_option("--server", options.server_url, "URL of the index server")->required();
-    auto* admin = command.add_option("--admin-token-file", options.admin_token_file,
-                                     "File with the server's admin token, to register the share");
-    command.add_option("--token-file", options.token_file, "File with what a registration of the share answered")
-        ->excludes(admin);
+    add_server_access(command, options.server)->expected(1);
     command.callback([&] { choice.run = [&] { return run_share(options); }; });
+}
+
+void add_host(CLI::App& app, host_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("host", "Serve shares that other programs feed through a control socket");
+    command.add_option("--share", options.shares, "Name of a share; may be given several times")->required();
+    command.add_option("--state", options.state, "Directory with a state for each share");
+    add_server_access(command, options.server);
+    add_common(command, options.common);
+    command.callback([&] { choice.run = [&] { return run_host(options); }; });
 }
 
 void add_server(CLI::App& app, server_options& options, chosen& choice) {
@@ -64,18 +90,42 @@ void add_server(CLI::App& app, server_options& options, chosen& choice) {
 void add_query(CLI::App& app, const char* name, const char* help, query_options& options, chosen& choice,
                exit_code (*run)(const query_options&)) {
     CLI::App& command = *app.add_subcommand(name, help);
-    command.add_option("PATH", options.path, "Path in the share, beginning with /")->required();
+    CLI::Option_group& object = *command.add_option_group("Object");
+    object.add_option("PATH", options.path, "Path in the share, beginning with /");
+    object.add_option("--guid", options.guid, "The object's GUID in place of a path");
+    object.require_option(1);
     command.add_option("--at", options.at, std::string("As it was at that moment: ") + time_help);
     auto* json = command.add_flag("--json", options.json,
                                   "One JSON object a line; names keep the percent-encoding of the index");
     command.add_flag("--long", options.wide, "With mode, owner, size and time")->excludes(json);
-    auto* share = command.add_option("--share", options.share, "Which share; not needed when there is just one");
-    command.add_option("--state", options.state, "The share's state directory")->excludes(share);
-    command.add_option("--timeout", options.timeout_s, "Seconds to wait for changes that are under way")
-        ->check(CLI::Range(0.0, 86400.0))
-        ->capture_default_str();
+    add_choice(command, options.which);
+    add_timeout(command, options.timeout_s);
     add_common(command, options.common);
     command.callback([&choice, &options, run] { choice.run = [&options, run] { return run(options); }; });
+}
+
+void add_flush(CLI::App& app, flush_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("flush", "Deliver what was accepted, and wait for it");
+    add_choice(command, options.which);
+    add_timeout(command, options.timeout_s);
+    add_common(command, options.common);
+    command.callback([&] { choice.run = [&] { return run_flush(options); }; });
+}
+
+void add_counters(CLI::App& app, counters_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("counters", "The running totals of a share's host");
+    add_choice(command, options.which);
+    command.add_flag("--json", options.json, "One JSON object");
+    command.add_flag("--clear", options.clear, "Set them back to 0 after they were read");
+    command.callback([&] { choice.run = [&] { return run_counters(options); }; });
+}
+
+void add_status(CLI::App& app, status_options& options, chosen& choice) {
+    CLI::App& command = *app.add_subcommand("status", "State, backlog and pressure of one share or of all");
+    add_choice(command, options.which);
+    command.add_flag("--json", options.json, "One JSON object a line");
+    command.add_flag("--watch", options.watch, "Again every second, until Ctrl-C");
+    command.callback([&] { choice.run = [&] { return run_status(options); }; });
 }
 
 void add_journal(CLI::App& app, journal_options& options, chosen& choice) {
@@ -104,7 +154,11 @@ int report(exit_code code, const char* sentence) {
 int main(int argc, char** argv) {
     serve_options up, share;
     server_options server;
-    query_options find, ls;
+    host_options host;
+    query_options find, ls, extents;
+    flush_options flush;
+    counters_options counters;
+    status_options status;
     journal_options journal;
     chosen choice;
     CLI::App app{"A searchable index of a directory tree, now and at any past moment", "iif"};
@@ -113,8 +167,13 @@ int main(int argc, char** argv) {
     add_up(app, up, choice);
     add_server(app, server, choice);
     add_share(app, share, choice);
+    add_host(app, host, choice);
     add_query(app, "find", "What is known of the object at PATH", find, choice, run_find);
     add_query(app, "ls", "The entries of the directory at PATH", ls, choice, run_ls);
+    add_query(app, "extents", "The extents of the file at PATH", extents, choice, run_extents);
+    add_flush(app, flush, choice);
+    add_counters(app, counters, choice);
+    add_status(app, status, choice);
     add_journal(app, journal, choice);
     try {
         app.parse(argc, argv);

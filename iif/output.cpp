@@ -7,6 +7,7 @@
 #include <boost/json.hpp>
 #include <cstdio>
 
+#include "core/time_units.h"
 #include "iif/time_text.h"
 #include "share/encoding.h"
 #include "share/record_json.h"
@@ -142,6 +143,19 @@ std::string object_line(const index_iface_props& props, std::string_view label, 
     std::string line = wide_head(props) + name(label);
     if (!props.link_target.empty()) line += " -> " + name(props.link_target);
     return line;
+}
+
+std::string extent_line(const index_iface_props& props, output_form form) {
+    if (form == output_form::json) return json_line(props);
+    const std::string number = number_or_mark(props.extent_number != -1, props.extent_number);
+    const std::string size = number_or_mark(props.extent_size != -1, props.extent_size);
+    if (form == output_form::plain) return number + " " + size;
+    const index_iface_time_t second = props.vtime / ns_per_second;
+    char head[128];
+    std::snprintf(head, sizeof head, "%10s %12s %10s %20s ", number.c_str(), size.c_str(),
+                  number_or_mark(props.extent_type != -1, props.extent_type).c_str(),
+                  props.vtime == -1 ? "?" : format_time(second).c_str());
+    return head + printable(props.version_guid);
 }
 
 std::string size_text(std::uint64_t bytes) {

@@ -31,6 +31,10 @@ std::string printable(std::string_view raw);
 /// `for_terminal` makes them printable.
 std::string object_line(const index_iface_props& props, std::string_view label, output_form form, bool for_terminal);
 
+/// The line for one extent of a file, without a line feed: its number and size, in the wide form also type, version
+/// time and version.
+std::string extent_line(const index_iface_props& props, output_form form);
+
 /// "1.5 MiB"
 std::string size_text(std::uint64_t bytes);
 /// "1 object", "2 objects"; for the plain English plural.

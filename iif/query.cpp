@@ -1,14 +1,14 @@
-// Where find and ls get their answers.
+// One session of find, ls or extents: what is asked, and what its results mean.
 #include "iif/query.h"
 
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <ctime>
-#include <thread>
 #include <utility>
 
 #include "iif/query_source.h"
+#include "iif/share_choice.h"
 #include "iif/stack.h"
 #include "iif/time_text.h"
 #include "share/encoding.h"
@@ -16,11 +16,6 @@
 namespace iif {
 
 namespace {
-
-using namespace std::chrono_literals;
-
-// How long a host may take to come up, or an index to answer, before a query gives up.
-constexpr auto patience = 30s;
 
 // A negative result is an errno value or, from here on, a status of HTTP.
 constexpr int first_http_status = 200;
@@ -41,47 +36,11 @@ std::string index_path(const std::string& path) {
     return share_host::encode_text(clean);
 }
 
-share_host::state_dir chosen_state(const query_options& options) {
-    if (!options.state.empty()) {
-        if (const auto state = share_host::state_at(options.state)) return *state;
-        throw program_error(exit_code::usage, "There is no state in " + options.state + "; check --state.");
-    }
-    if (!options.share.empty()) {
-        if (const auto state = share_host::state_of_share(options.share)) return *state;
-        throw program_error(exit_code::usage, "There is no share " + options.share + " in " + share_host::state_home() +
-                                                  "; check --share or give --state.");
-    }
-    const auto states = share_host::known_states();
-    if (states.size() == 1) return states.front();
-    if (states.empty())
-        throw program_error(exit_code::usage,
-                            "There is no share in " + share_host::state_home() + "; index one with iif up DIR.");
-    std::string names;
-    for (const share_host::state_dir& state : states)
-        names += " " + state.share_name;
-    throw program_error(exit_code::usage, "There are several shares; choose one with --share:" + names + ".");
-}
-
-// A process that holds the lock without a socket is one that comes up, goes down, or answers a query of its own.
-std::unique_ptr<query_source> open_source(const share_host::state_dir& state, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    for (;;) {
-        if (auto source = try_socket_source(state, timeout)) return source;
-        try {
-            return make_stack_source(state, timeout, patience);
-        } catch (const share_host::state_in_use& in_use) {
-            if (std::chrono::steady_clock::now() > deadline)
-                throw program_error(exit_code::cannot_reach,
-                                    std::string(in_use.what()) + " and does not answer; look at that process.");
-        }
-        std::this_thread::sleep_for(100ms);
-    }
-}
-
 }  // namespace
 
 exit_code report_missing(const query_options& options) {
-    notice("There is no " + options.path + " in the index" + (options.at.empty() ? "." : " at that time."));
+    notice("There is no " + (options.guid.empty() ? options.path : "object " + options.guid) + " in the index" +
+           (options.at.empty() ? "." : " at that time."));
     return exit_code::not_found;
 }
 
@@ -95,28 +54,36 @@ query_session::query_session(const query_options& options) {
                 "\"" + options.at + "\" is no time; write 2024-05-01T12:00:00Z, 1714564800 or \"2 hours ago\".");
         before_s_ = *moment;
     }
-    index_path(options.path);  // a path that cannot be asked for needs no host
-    source_ = open_source(chosen_state(options), timeout_of(options));
+    if (options.guid.empty()) path_ = index_path(options.path);
+    guid_ = options.guid;
+    source_ = open_source(chosen_state(options.which), timeout_of(options));
 }
 
 query_session::~query_session() = default;
 
-bool query_session::find(const std::string& path, index_iface_props& props) {
-    const std::string asked = index_path(path);
-    std::vector<index_iface_props> objects = objects_of(source_->find(fields_for(asked)));
+bool query_session::find(index_iface_props& props) {
+    const query_op op = guid_.empty() ? query_op::find_by_path : query_op::find_by_guid;
+    std::vector<index_iface_props> objects = objects_of(source_->ask(op, fields_for(guid_)));
     if (objects.empty()) return false;
     props = std::move(objects.front());
     return true;
 }
 
-std::vector<index_iface_props> query_session::list(const std::string& path) {
-    const std::string asked = index_path(path);
-    return objects_of(source_->list(fields_for(asked)));
+std::vector<index_iface_props> query_session::list() {
+    const query_op op = guid_.empty() ? query_op::browse_by_path : query_op::browse_by_guid;
+    return objects_of(source_->ask(op, fields_for(guid_)));
 }
 
-index_iface_browse_fields query_session::fields_for(const std::string& asked) const {
+std::vector<index_iface_props> query_session::extents(const index_iface_props& file) {
+    return objects_of(source_->ask(query_op::browse_file_extents, fields_for(file.object_guid)));
+}
+
+index_iface_browse_fields query_session::fields_for(const std::string& guid) const {
     index_iface_browse_fields fields;
-    fields.path = asked.c_str();
+    if (guid.empty())
+        fields.path = path_.c_str();
+    else
+        fields.object_guid = guid.c_str();
     if (before_s_ != 0) {
         fields.before_time = before_s_;
         fields.real_before_time = before_s_ * 1000000000;

@@ -1,4 +1,4 @@
-// Where the answers of find and ls come from.
+// Where the answers of find, ls and extents come from.
 #pragma once
 
 #include <chrono>
@@ -12,6 +12,9 @@
 
 namespace iif {
 
+/// The library's queries that the program asks.
+enum class query_op { find_by_path, find_by_guid, browse_by_path, browse_by_guid, browse_file_extents };
+
 /// A host that runs, or a stack of this process. Calls throw program_error when no answer can be had.
 class query_source {
 public:
@@ -22,8 +25,10 @@ public:
     };
 
     virtual ~query_source() = default;
-    virtual answer find(const index_iface_browse_fields& fields) = 0;
-    virtual answer list(const index_iface_browse_fields& fields) = 0;
+    /// Delivers first, for as long as the timeout at most.
+    virtual answer ask(query_op op, const index_iface_browse_fields& fields) = 0;
+    /// Has everything delivered that was accepted so far: 0, the result of the failed flush, or ETIMEDOUT.
+    virtual int flush() = 0;
     /// Ends what was started; may end the process, with `code`, as stack::leave does.
     virtual void leave(exit_code code) = 0;
 };
@@ -36,5 +41,8 @@ std::unique_ptr<query_source> try_socket_source(const share_host::state_dir& sta
 /// another process works on the state.
 std::unique_ptr<query_source> make_stack_source(const share_host::state_dir& state, std::chrono::milliseconds timeout,
                                                 std::chrono::milliseconds patience);
+
+/// The one or the other. Waits for a process that holds the state and does not serve yet. Throws program_error.
+std::unique_ptr<query_source> open_source(const share_host::state_dir& state, std::chrono::milliseconds timeout);
 
 }  // namespace iif

@@ -54,6 +54,10 @@ public:
         for (;;) {
             const pass_result result = pass();
             if (options_.once) return result_of_once(result);
+            if (!parts_.share().ready()) {
+                notice("The share was ended through its control socket; start it again to serve it.");
+                return exit_code::refused;
+            }
             if (!sleep_unless_stopped(stop_, std::chrono::seconds(options_.rescan_s))) return exit_code::done;
         }
     }

@@ -9,9 +9,9 @@ exit_code run_share(const serve_options& options) {
     const signal_watch signals;
     prepare_process(options.common);
     stack parts(state_to_serve(options));
-    const auto identity = identity_at_server(parts.state(), options, signals.stop());
-    if (!identity) return options.once ? exit_code::cannot_reach : exit_code::done;
-    parts.use_server(*identity);
+    const auto identities = identities_at_server({parts.state()}, options.server, signals.stop());
+    if (identities.empty()) return options.once ? exit_code::cannot_reach : exit_code::done;
+    parts.use_server(identities.front());
     return serve(parts, options, signals.stop());
 }
 

@@ -1,9 +1,8 @@
 // Answers from the host that serves the share: one request line out, one answer line in.
 #include <boost/json.hpp>
-#include <system_error>
 
+#include "iif/host_client.h"
 #include "iif/query_source.h"
-#include "share/control.h"
 #include "share/record_json.h"
 
 namespace iif {
@@ -11,30 +10,47 @@ namespace {
 
 namespace json = boost::json;
 
+const char* name_of(query_op op) {
+    switch (op) {
+        case query_op::find_by_path:
+            return "find_by_path";
+        case query_op::find_by_guid:
+            return "find_by_guid";
+        case query_op::browse_by_path:
+            return "browse_by_path";
+        case query_op::browse_by_guid:
+            return "browse_by_guid";
+        case query_op::browse_file_extents:
+            return "browse_file_extents";
+    }
+    return "";
+}
+
 class socket_source final : public query_source {
 public:
-    socket_source(const std::string& path, std::chrono::milliseconds timeout) : client_(path), timeout_(timeout) {}
+    socket_source(std::unique_ptr<host_client> host, std::chrono::milliseconds timeout)
+        : host_(std::move(host)), timeout_(timeout) {}
 
-    answer find(const index_iface_browse_fields& fields) override { return ask("find_by_path", fields); }
-    answer list(const index_iface_browse_fields& fields) override { return ask("browse_by_path", fields); }
-    void leave(exit_code) override {}
-
-private:
-    answer ask(const char* op, const index_iface_browse_fields& fields) {
-        json::object query{{"path", fields.path}};
+    answer ask(query_op op, const index_iface_browse_fields& fields) override {
+        json::object query;
+        if (fields.path) query["path"] = fields.path;
+        if (fields.object_guid) query["object_guid"] = fields.object_guid;
         if (fields.before_time != 0) {
             query["before_time"] = fields.before_time;
             query["real_before_time"] = fields.real_before_time;
         }
-        const json::object request{{"op", op}, {"fields", query}, {"fresh_ms", timeout_.count()}};
-        return read(client_.ask(json::serialize(request)));
+        return read(host_->ask({{"op", name_of(op)}, {"fields", query}, {"fresh_ms", timeout_.count()}}));
     }
 
-    static answer read(const std::string& line) try {
-        const json::object reply = json::parse(line).as_object();
-        if (const json::value* error = reply.if_contains("error"))
-            throw program_error(exit_code::refused,
-                                "The host of the share refuses: " + json::value_to<std::string>(*error) + ".");
+    int flush() override {
+        const json::object reply = host_->ask({{"op", "flush"}, {"timeout_ms", timeout_.count()}});
+        return reply.at("ret").to_number<int>();
+    }
+
+    void leave(exit_code) override {}
+
+private:
+    static answer read(const json::object& reply) try {
         answer result;
         result.ret = reply.at("ret").to_number<int>();
         result.state.fresh = reply.at("fresh").as_bool();
@@ -45,27 +61,19 @@ private:
             for (const json::value& item : items->as_array())
                 result.objects.push_back(share_host::props_from_json(item.as_object()));
         return result;
-    } catch (const program_error&) {
-        throw;
     } catch (const std::exception&) {
-        throw program_error(exit_code::cannot_reach,
-                            "The answer of the host of the share makes no sense; is it of another version?");
+        throw_senseless_answer();
     }
 
-    share_host::control_client client_;
+    const std::unique_ptr<host_client> host_;
     const std::chrono::milliseconds timeout_;
 };
 
 }  // namespace
 
 std::unique_ptr<query_source> try_socket_source(const share_host::state_dir& state, std::chrono::milliseconds timeout) {
-    try {
-        return std::make_unique<socket_source>(state.control_socket(), timeout);
-    } catch (const std::system_error& error) {
-        if (error.code() == std::errc::no_such_file_or_directory || error.code() == std::errc::connection_refused)
-            return nullptr;
-        throw;
-    }
+    auto host = host_client::connect(state);
+    return host ? std::make_unique<socket_source>(std::move(host), timeout) : nullptr;
 }
 
 }  // namespace iif

@@ -1,4 +1,5 @@
 // Answers from a stack of this process, for as long as no host serves the share.
+#include <cerrno>
 #include <thread>
 
 #include "iif/query_source.h"
@@ -24,25 +25,38 @@ public:
         start(patience);
     }
 
-    answer find(const index_iface_browse_fields& fields) override {
+    answer ask(query_op op, const index_iface_browse_fields& fields) override {
         answer result;
         result.state = parts_.share().deliver(timeout_, signals_.stop());
-        index_iface_props props;
-        result.ret = parts_.share().find_by_path(fields, props);
-        if (result.ret == 0) result.objects.push_back(std::move(props));
+        result.ret = ask_share(op, fields, result.objects);
         return result;
     }
 
-    answer list(const index_iface_browse_fields& fields) override {
-        answer result;
-        result.state = parts_.share().deliver(timeout_, signals_.stop());
-        result.ret = parts_.share().browse_by_path(fields, result.objects);
-        return result;
+    int flush() override {
+        const share_host::freshness state = parts_.share().deliver(timeout_, signals_.stop());
+        if (state.fresh) return 0;
+        return state.ret != 0 ? state.ret : ETIMEDOUT;
     }
 
     void leave(exit_code code) override { parts_.leave(code); }
 
 private:
+    int ask_share(query_op op, const index_iface_browse_fields& fields, std::vector<index_iface_props>& objects) {
+        switch (op) {
+            case query_op::find_by_path:
+                return parts_.share().find_by_path(fields, objects.emplace_back());
+            case query_op::find_by_guid:
+                return parts_.share().find_by_guid(fields, objects.emplace_back());
+            case query_op::browse_by_path:
+                return parts_.share().browse_by_path(fields, objects);
+            case query_op::browse_by_guid:
+                return parts_.share().browse_by_guid(fields, objects);
+            case query_op::browse_file_extents:
+                return parts_.share().browse_file_extents(fields, objects);
+        }
+        return EINVAL;
+    }
+
     void start(std::chrono::milliseconds patience) {
         // A start tries for as long as it may; a query does not have that long.
         std::stop_source give_up;

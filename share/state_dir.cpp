@@ -39,11 +39,21 @@ state_record claim(const std::string& state_path, const state_record& wanted) {
     return read_record(state_path).value();
 }
 
+std::string owner_text(const state_record& owner) {
+    return owner.directory.empty() ? "a share without a directory" : owner.directory;
+}
+
+void check_share_name(const std::string& share_name) {
+    if (share_name != share_name_for(share_name)) {
+        throw std::runtime_error("a share's name has letters, digits, '.', '_' and '-' alone, at most 64 of them");
+    }
+}
+
 state_dir claim_explicit(const std::string& path, const std::string& directory, const std::string& share_name) {
     const std::string name = share_name.empty() ? share_name_for(directory) : share_name;
     const state_record owner = claim(path, {name, directory});
     if (owner.directory != directory) {
-        throw std::runtime_error("the state in " + path + " belongs to " + owner.directory + ", not to " + directory);
+        throw std::runtime_error("the state in " + path + " belongs to " + owner_text(owner) + ", not to " + directory);
     }
     if (!share_name.empty() && owner.share_name != share_name) {
         throw std::runtime_error("the share of " + directory + " is called " + owner.share_name + ", not " +
@@ -105,15 +115,25 @@ state_dir state_for_directory(const std::string& directory, const std::string& e
         throw std::runtime_error(directory + " is not a directory that can be served" +
                                  (error ? ": " + error.message() : std::string()));
     }
-    if (!share_name.empty() && share_name != share_name_for(share_name)) {
-        throw std::runtime_error("a share's name has letters, digits, '.', '_' and '-' alone, at most 64 of them");
-    }
+    if (!share_name.empty()) check_share_name(share_name);
     if (!explicit_path.empty()) {
         return claim_explicit(fs::absolute(explicit_path).lexically_normal(), real_path, share_name);
     }
     if (!share_name.empty()) return claim_explicit(state_home() + "/" + share_name, real_path, share_name);
     if (const auto known = find_in_home(real_path)) return *known;
     return claim_in_home(real_path);
+}
+
+state_dir state_for_share(const std::string& share_name, const std::string& home) {
+    check_share_name(share_name);
+    const std::string base = home.empty() ? state_home() : fs::absolute(home).lexically_normal().string();
+    const std::string path = base + "/" + share_name;
+    const state_record owner = claim(path, {share_name, ""});
+    if (!owner.directory.empty() || owner.share_name != share_name) {
+        throw std::runtime_error("the state in " + path + " belongs to " + owner_text(owner) +
+                                 "; choose another name or place");
+    }
+    return {path, share_name};
 }
 
 std::optional<state_dir> state_at(const std::string& path) {

@@ -18,7 +18,7 @@ std::string state_home();
 std::string share_name_for(const std::string& path);
 
 /// One share's directory, mode 0700:
-///     directory     the share's name, a line feed, and the served directory as an absolute path
+///     directory     the share's name, a line feed, and the served directory as an absolute path, empty for none
 ///     share.json    the identity, mode 0600
 ///     lock          held by the process that works on the share
 ///     control.sock  its control socket
@@ -45,6 +45,11 @@ struct state_dir {
 state_dir state_for_directory(const std::string& directory, const std::string& explicit_path = {},
                               const std::string& share_name = {});
 
+/// The state of a share that has no directory and is fed through its control socket, made when it is new, at
+/// `home`/`share_name`; an empty `home` is the state home. Throws std::runtime_error with one sentence, also when that
+/// state is a directory's.
+state_dir state_for_share(const std::string& share_name, const std::string& home = {});
+
 /// The state at a given path, or of the share of that name in the state home; nothing when there is none.
 std::optional<state_dir> state_at(const std::string& path);
 std::optional<state_dir> state_of_share(const std::string& share_name);
@@ -52,7 +57,7 @@ std::optional<state_dir> state_of_share(const std::string& share_name);
 /// All states in the state home, sorted by share name.
 std::vector<state_dir> known_states();
 
-/// The absolute path of the served directory, empty when it is not recorded.
+/// The absolute path of the served directory, empty when there is none.
 std::string served_directory(const state_dir& state);
 
 /// Somebody else holds a lock. `holder` is that process's id, 0 when it is not known.

@@ -148,12 +148,20 @@ def moved_objects_are_where_they_went(scratch):
         content.write("content")
     scratch.once()
     guid = scratch.find("/from/sub/file")["object_guid"]
+    before = int(time.time()) + 1
+    wait_for(lambda: time.time() > before + 1, "a later second")
     os.rename(os.path.join(scratch.tree, "from/sub"), os.path.join(scratch.tree, "to/renamed"))
-    scratch.once()
+    second = scratch.once()
+    # The two directories have new times; the file below was not touched by anything.
+    assert (second.moved, second.updated, second.added, second.deleted) == (1, 2, 0, 0), second
     again = scratch.once()
     assert again.changes == 0, again
     with serving(scratch):
         assert scratch.find("/to/renamed/file")["object_guid"] == guid
+        assert scratch.find("/from/sub/file", expect=NOT_FOUND) is None
+        then = ("--at", str(before))
+        assert scratch.find("/from/sub/file", *then)["object_guid"] == guid
+        assert scratch.names("/to", *then) == []
         assert indexed_paths(scratch) == {encode(path) for path in paths_of(scratch.tree)}
 
 

@@ -1,6 +1,7 @@
 // The application of collect files: versions, deletions, what lines leave out, and that nothing is applied twice.
 #include <filesystem>
 
+#include "server/sqlite_db.h"
 #include "tests/server/engine_fixture.h"
 
 namespace index_server {
@@ -247,7 +248,8 @@ TEST_F(engine_apply, two_shares_with_the_same_objects_do_not_meet) {
 }
 
 TEST_F(engine_apply, records_of_shares_tokens_and_transactions_survive_a_restart) {
-    store->add_token({"hash", docs.subclient_id});
+    for (const std::int64_t granted : {docs.subclient_id, std::int64_t{77}, docs.subclient_id})
+        store->add_token({"hash", granted});
     for (int i = 0; i < 110; ++i)
         store->put_transaction({"t" + std::to_string(i), docs.subclient_id, App::ProcessingStatus_COMPLETED, "", i});
     store->put_transaction({"open", docs.subclient_id, App::ProcessingStatus_QUEUED, "", 5});
@@ -257,7 +259,7 @@ TEST_F(engine_apply, records_of_shares_tokens_and_transactions_survive_a_restart
     ASSERT_TRUE(store->share_of_subclient(docs.subclient_id));
     EXPECT_EQ(store->share_of_subclient(docs.subclient_id)->root_guid, docs.root_guid);
     EXPECT_FALSE(store->share_of_subclient(0));
-    ASSERT_EQ(store->tokens().size(), 1u);
+    ASSERT_EQ(store->tokens().size(), 2u) << "one for each share, however often it is said";
     EXPECT_EQ(store->tokens()[0].subclient_id, docs.subclient_id);
     EXPECT_EQ(store->last_transaction(docs.subclient_id)->id, "open");
     ASSERT_EQ(store->open_transactions().size(), 2u);
@@ -266,6 +268,35 @@ TEST_F(engine_apply, records_of_shares_tokens_and_transactions_survive_a_restart
     EXPECT_FALSE(store->transaction("t1")) << "old ones are forgotten";
     const auto mode = std::filesystem::status(directory + "/index.db").permissions();
     EXPECT_EQ(mode, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(engine_apply, a_database_of_the_first_version_is_brought_up_to_date) {
+    const std::string extent = "|<VTIM>5000000000|<BAP>o|<IEXT>1|<EXTN>";
+    apply({"<ADD>|<VGID>old" + extent + "0", "<ADD>|<VGID>x" + extent + "0", "<ADD>|<VGID>y" + extent + "1"});
+    const auto to_back_up = [&] {
+        std::string versions;
+        for (const found_item& item : ask(ask_for::extents_to_back_up, ""))
+            versions += item.version;
+        return versions;
+    };
+    const std::string extents = to_back_up();
+    store.reset();
+    sqlite_connection(directory + "/index.db", sqlite_connection::access::read_write)
+        .execute(
+            "DROP INDEX extent_to_back_up; ALTER TABLE extent DROP COLUMN share; ALTER TABLE extent DROP COLUMN state;"
+            "DROP TABLE token;"
+            "CREATE TABLE token(id INTEGER PRIMARY KEY, hash TEXT NOT NULL UNIQUE, subclient_id INTEGER NOT NULL);"
+            "INSERT INTO token(hash, subclient_id) VALUES('hash', 7);"
+            "PRAGMA user_version = 1;");
+    for (int round = 0; round < 2; ++round) {
+        reopen();
+        EXPECT_EQ(to_back_up(), "xy");
+        store->add_token({"hash", 8});
+        const std::vector<token_grant> tokens = store->tokens();
+        ASSERT_EQ(tokens.size(), 2u);
+        EXPECT_EQ(tokens[0].subclient_id, 7);
+    }
+    EXPECT_EQ(extents, "xy");
 }
 
 }  // namespace

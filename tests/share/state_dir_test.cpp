@@ -63,6 +63,19 @@ TEST_F(state_dir_test, names_and_places_asked_for_are_kept_or_refused) {
     EXPECT_EQ(share_name_for("/a/..hid den|"), "_.hid_den_");
 }
 
+TEST_F(state_dir_test, a_share_without_a_directory_has_a_state_that_no_directory_gets) {
+    const state_dir state = state_for_share("fed");
+    EXPECT_EQ(state_of_share("fed")->path, state.path);
+    EXPECT_EQ(served_directory(state), "");
+    EXPECT_EQ(state_for_share("fed").path, state.path);
+    EXPECT_EQ(state_for_share("fed", tree.at("places")).path, tree.at("places/fed"));
+    EXPECT_EQ(state_for_directory(directory("fed")).share_name, "fed-2");
+    EXPECT_THROW(state_for_directory(directory("docs"), {}, "fed"), std::runtime_error);
+    EXPECT_THROW(state_for_share("fed-2"), std::runtime_error) << "a directory's";
+    for (const char* name : {"", "..", "a/b", "a b"})
+        EXPECT_THROW(state_for_share(name), std::runtime_error) << name;
+}
+
 TEST_F(state_dir_test, one_process_at_a_time_and_the_other_learns_who) {
     const state_dir state = state_for_directory(directory("docs"));
     {
