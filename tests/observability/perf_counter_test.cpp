@@ -1,0 +1,116 @@
+// The timing counters: who switches them on, and what is timed.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "hostkit/settings.h"
+#include "observability/index_iface_perf.h"
+#include "tests/support/share_test.h"
+
+namespace {
+
+class perf_counter : public share_test {
+protected:
+    /// Counters are off, as in a process whose first object is still to come.
+    perf_counter() { switch_off(); }
+    ~perf_counter() override {
+        hostkit::process_settings().set("Lumo", "nlumoDisablePerfCounters", "0");
+        share.reset();
+        switch_off();
+    }
+    static void switch_off() {
+        g_enable_perf = false;
+        delete std::exchange(g_idx_iface_perf_counter, nullptr);
+    }
+    /// Spans by id, 0 to 8, with a blank between.
+    std::string counts() {
+        clear_log();
+        index_iface_log_perf_counters("now");
+        std::string text;
+        for (const scripted::log_line& line : scripted::take_log()) {
+            const std::size_t at = line.text.find("count ");
+            if (at != std::string::npos) text += std::to_string(std::stoi(line.text.substr(at + 6))) + " ";
+        }
+        return text;
+    }
+    void browse_all() {
+        index_iface_browse_fields fields;
+        fields.object_guid = "p1";
+        fields.path = "/d";
+        index_iface::props_list results;
+        share->browse_by_guid(fields, results);
+        share->browse_by_path(fields, results);
+        share->browse_file_extents(fields, results);
+        share->browse_extents_not_backedup(results);
+        share->delete_browse_memory(results);
+    }
+    std::string find(const char* guid) {
+        index_iface_browse_fields fields;
+        fields.object_guid = guid;
+        index_iface_props props;
+        return std::to_string(share->find_by_guid(fields, props));
+    }
+};
+
+}  // namespace
+
+TEST_F(perf_counter, only_the_exchanges_and_deliveries_are_timed) {
+    ASSERT_EQ(init(), 0);
+    EXPECT_EQ(counts(), "1 0 0 0 0 0 0 0 0 ");
+    index_iface_log_perf_counters("by hand");
+    EXPECT_TRUE(logged(1, "by hand")) << "under the host's text";
+    find("o"), found("/x"), find("");
+    browse_all();
+    EXPECT_EQ(counts(), "1 0 1 1 1 1 1 1 0 ");
+    // Answers of the caches, a path renamed away, and a flush ahead of a browse.
+    add("o");
+    share->rename_item(change_of("r", "path=/b"), "p1", "/a", false);
+    find("o"), found("/d/o"), found("/a");
+    EXPECT_EQ(counts(), "1 0 1 1 1 1 1 1 0 ");
+    browse_all();
+    EXPECT_EQ(counts(), "1 1 1 1 2 2 2 2 0 ") << "one delivery, under its own id";
+    share->clear_counters();
+    EXPECT_EQ(counts(), "0 0 0 0 0 0 0 0 0 ");
+    EXPECT_EQ(share->init(), 0);  // already started: a stop without its start
+    EXPECT_EQ(counts(), "0 0 0 0 0 0 0 0 0 ");
+    clear_log();
+    share.reset();
+    EXPECT_TRUE(logged(1, "index_iface::~index_iface()"));
+}
+
+TEST_F(perf_counter, hook_that_stops_deliveries_is_not_timed) {
+    ASSERT_EQ(init(), 0);
+    const char* hook = "/tmp/INDEX_IFACE_NO_FLUSH_HOOK";
+    host().files.access_answers[hook] = 0;
+    EXPECT_EQ(deliver(), 0);
+    EXPECT_EQ(counts().substr(0, 4), "1 0 ");
+    host().files.access_answers.erase(hook);
+    EXPECT_EQ(deliver(), 0);
+    EXPECT_EQ(counts().substr(0, 4), "1 1 ");
+}
+
+TEST_F(perf_counter, first_object_that_does_not_disable_them_decides_for_the_process) {
+    const auto disable = [](const char* value) {
+        hostkit::process_settings().set("Lumo", "nlumoDisablePerfCounters", value);
+    };
+    const std::string off = "INDEX_IFACE: Info: performance counters are disabled.";
+    disable("1");
+    ASSERT_EQ(init(), 0);
+    EXPECT_TRUE(logged(1, off));
+    EXPECT_EQ(g_idx_iface_perf_counter, nullptr);
+    browse_all();
+    share->clear_counters();
+    EXPECT_EQ(counts(), "");
+    disable("0");
+    ASSERT_EQ(restart(), 0);
+    const auto* made = g_idx_iface_perf_counter;
+    EXPECT_TRUE(g_enable_perf);
+    disable("1");
+    clear_log();
+    ASSERT_EQ(restart(), 0);
+    EXPECT_EQ(times_logged(off), 0);
+    EXPECT_EQ(g_idx_iface_perf_counter, made);
+    arguments.subclient_id = 0;
+    make();
+    EXPECT_EQ(init(), 22);
+    EXPECT_EQ(counts().substr(0, 4), "2 0 ") << "a start that is refused before its span began is not counted";
+}
