@@ -16,7 +16,7 @@ struct log_options {
 /// Makes g_ptrLogWriter a writer of these options. Called before other threads log, and before the first object of the
 /// library is made. Throws std::runtime_error with one plain sentence when the file cannot be opened.
 /// A line reads: time in UTC with milliseconds, thread id, level, text. Control bytes in the text are written as
-/// \xHH, so that no name from outside can forge a line.
+/// `\xHH`, so that no name from outside can forge a line.
 void open_log(const log_options& options);
 
 }  // namespace hostkit

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The checks that everybody runs alike.
-# usage: scripts/check.sh format|lint|asan|tsan|clang|all
+# usage: scripts/check.sh format|lint|docs|asan|tsan|clang|all
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,6 +20,13 @@ check_lint() {
     git ls-files -- "${library_folders[@]/%//*.cpp}" | xargs -P "$(nproc)" -n 1 clang-tidy -p build/debug --quiet
 }
 
+# Every warning about the reference is an error.
+check_docs() {
+    scripts/install-packages.sh doxygen
+    mkdir -p build
+    doxygen docs/Doxyfile
+}
+
 check_sanitized() {
     scripts/build.sh "$1"
     ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 \
@@ -36,16 +43,17 @@ check_clang() {
 case ${1:-} in
     format) check_format ;;
     lint) check_lint ;;
+    docs) check_docs ;;
     asan | tsan) check_sanitized "$1" ;;
     clang) check_clang ;;
     all)
-        for check in format lint clang asan tsan; do
+        for check in format lint docs clang asan tsan; do
             echo "== $check"
             "$0" "$check"
         done
         ;;
     *)
-        echo "usage: scripts/check.sh format|lint|asan|tsan|clang|all" >&2
+        echo "usage: scripts/check.sh format|lint|docs|asan|tsan|clang|all" >&2
         exit 2
         ;;
 esac
