@@ -14,7 +14,7 @@ class LwEvent;
 enum CTRBASETYPE : int { CTRBASETYPE_DEFAULT = 0 };
 
 /// Counts and times spans by id. Spans of one id may overlap between threads; a stop without a start of its own thread
-/// counts nothing. Any thread.
+/// counts nothing, and neither does a start that finds no memory. Any thread.
 class IIF_HOST_API ThrdPerfCounter {
 public:
     explicit ThrdPerfCounter(LwEvent* event);

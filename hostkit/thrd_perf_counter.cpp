@@ -7,6 +7,7 @@
 #include <chrono>
 #include <map>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "host/perf_counter.h"
@@ -84,7 +85,11 @@ void ThrdPerfCounter::AddPerfCounter(int id, const std::string& name, CTRBASETYP
 }
 
 void ThrdPerfCounter::_StartPerfCounter(const char*, int id) {
-    open_spans()[{this, id}] = span_clock::now();
+    try {
+        open_spans()[{this, id}] = span_clock::now();
+    } catch (const std::bad_alloc&) {
+        // This span is not counted: what is timed must not fail for it.
+    }
 }
 
 void ThrdPerfCounter::_StopPerfCounter(const char*, int id, std::uint64_t) {

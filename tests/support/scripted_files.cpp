@@ -14,8 +14,19 @@ using scripted::file_op;
 
 namespace {
 
+constexpr const char* op_names[] = {"open ", "read ", "write ", "size "};
+
+std::string leaf_of(const std::string& name) {
+    return name.substr(name.rfind('/') + 1);
+}
+
 // What is planned for this operation: an error number, a write cut short, or nothing.
-file_fault planned(file_op op, const std::string& name) {
+file_fault planned(file_op op, const std::string& name, unsigned count = 0) {
+    const scripted::own_memory mine;
+    if (scripted::refuses(op_names[static_cast<int>(op)] + leaf_of(name))) {
+        const bool cut = op == file_op::write && scripted::cuts_writes();
+        return {op, "", cut ? 0 : scripted::refused_errno, 0, 1, count / 2};
+    }
     const std::lock_guard guard(scripted::host().lock);
     for (file_fault& fault : scripted::host().files.faults) {
         const bool meant = fault.op == op && fault.times > 0 && name.find(fault.name_part) != std::string::npos;
@@ -40,10 +51,11 @@ CXoFile::~CXoFile() {
 }
 
 CXoError CXoFile::Open(const char* name, int flags, int mode) {
+    const scripted::own_memory mine;
     {
         const std::lock_guard guard(scripted::host().lock);
-        const std::string leaf = std::string(name).substr(std::string(name).rfind('/') + 1);
-        scripted::host().files.opens.push_back(leaf + " " + std::to_string(flags) + " " + std::to_string(mode));
+        scripted::host().files.opens.push_back(leaf_of(name) + " " + std::to_string(flags) + " " +
+                                               std::to_string(mode));
     }
     return attempt(planned(file_op::open, name), [&] {
         const int opened = ::open(name, flags, mode);
@@ -65,7 +77,7 @@ CXoError CXoFile::Read(void* buffer, std::uint32_t count, std::uint32_t& count_r
 }
 
 CXoError CXoFile::Write(const void* data, std::uint32_t count, std::uint32_t& count_written) {
-    const file_fault plan = planned(file_op::write, name_);
+    const file_fault plan = planned(file_op::write, name_, count);
     return attempt(plan, [&] {
         const ssize_t put = ::write(descriptor_, data, count - std::min(count, plan.short_by));
         count_written = static_cast<std::uint32_t>(std::max<ssize_t>(put, 0));
@@ -90,15 +102,20 @@ CXoError CXoFile::Close() {
 }
 
 CXoError CXoFile::Delete(const char* path, bool) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("delete " + leaf_of(path))) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     return attempt({}, [&] { return ::unlink(path); });
 }
 
 CXoError CXoFile::Copy(const char* source, const char* target) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("copy " + leaf_of(source))) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     std::ofstream(target, std::ios::binary) << std::ifstream(source, std::ios::binary).rdbuf();
     return CXoError::Success();
 }
 
 extern "C" int access(const char* path, int mode) noexcept {
+    const scripted::own_memory mine;
     const std::lock_guard guard(scripted::host().lock);
     const auto answer = scripted::host().files.access_answers.find(path);
     if (answer == scripted::host().files.access_answers.end()) {

@@ -12,6 +12,7 @@
 
 #include "host/collect.h"
 #include "host/errors.h"
+#include "tests/support/fault_plan.h"
 
 namespace scripted {
 
@@ -46,6 +47,7 @@ struct collect_script {
     CXoError close_error;
     std::function<void()> on_wait;     ///< runs while the library waits for an outcome
     std::vector<std::string> batches;  ///< the bytes of each file that was accepted
+    std::string completed;             ///< the bytes of the batches that the library heard to be complete
     std::vector<std::string> calls;
     std::string made_with;  ///< the constructor's arguments
 };
@@ -71,11 +73,12 @@ struct management_script {
 };
 
 struct host_state {
-    std::mutex lock;  ///< guards what two threads of the library can reach: faults, opens, sleeps, batches, requests
+    std::mutex lock;  ///< guards what two threads of the library can reach: faults, opens, time, batches, requests
     file_script files;
     collect_script collect;
     http_script http;
     management_script management;
+    std::uint64_t now_ms = 1'700'000'000'000;     ///< the clock, since 1970; only sleeps and waits move it
     std::vector<unsigned long> sleeps;            ///< every duration asked for; none is really slept
     std::function<void(unsigned long)> on_sleep;  ///< runs in each sleep
     bool refuse_threads = false;
@@ -85,10 +88,6 @@ host_state& host();
 
 /// Back to services that succeed, remembering nothing. No object of the library may be alive.
 void reset_host();
-
-/// Makes the nth non-throwing allocation of this thread from now on fail; 0 disarms. Tells whether one failed.
-void fail_allocation(int nth);
-bool allocation_failed();
 
 /// The one journal writer's line, kept by the recording log.
 struct log_line {

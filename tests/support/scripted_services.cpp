@@ -1,10 +1,7 @@
-// The scripted services beside files: sleep and threads, collection, HTTP, management, the log, and a
-// non-throwing allocation that can fail.
+// The scripted services beside files and time: threads, collection, HTTP, management and the log.
 #include <cstdarg>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -18,14 +15,12 @@
 
 namespace {
 
-thread_local int allocations_left = 0;
-thread_local bool allocation_has_failed = false;
-
 class recording_log : public CLogWriterInterface {
 public:
     int GetLogLevel() const override { return level.load(); }
     void WriteLog(int line_level, const char*, int, int, int, const char* format, ...) override
         __attribute__((format(printf, 7, 8))) {
+        const scripted::own_memory mine;
         char text[4096];
         va_list arguments;
         va_start(arguments, format);
@@ -64,18 +59,6 @@ T take_front(std::deque<T>& queue, T otherwise) {
 
 }  // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (allocations_left > 0 && --allocations_left == 0) {
-        allocation_has_failed = true;
-        return nullptr;
-    }
-    try {
-        return ::operator new(size);
-    } catch (...) {
-        return nullptr;
-    }
-}
-
 namespace scripted {
 
 host_state& host() {
@@ -83,18 +66,10 @@ host_state& host() {
 }
 
 void reset_host() {
+    fail_call(0);
     the_host().emplace();
     set_log_level(7);
     take_log();
-}
-
-void fail_allocation(int nth) {
-    allocations_left = nth;
-    allocation_has_failed = false;
-}
-
-bool allocation_failed() {
-    return allocation_has_failed;
 }
 
 void set_log_level(int level) {
@@ -110,20 +85,9 @@ std::vector<log_line> take_log() {
 
 using scripted::host;
 
-// The library polls with sleeps of a second and more. A millisecond keeps its polls working.
-void XOSLEEP_InTeRnAl(unsigned long duration_ms, const char*, int) {
-    std::function<void(unsigned long)> on_sleep;
-    {
-        const std::lock_guard guard(host().lock);
-        host().sleeps.push_back(duration_ms);
-        on_sleep = host().on_sleep;
-    }
-    if (on_sleep) on_sleep(duration_ms);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
 bool ZYThread::createDetachedThread(void* (*entry)(void*), void* argument) {
-    if (host().refuse_threads) {
+    const scripted::own_memory mine;
+    if (host().refuse_threads || scripted::refuses("thread")) {
         last_error_ = "no threads today";
         return false;
     }
@@ -154,6 +118,8 @@ void CMarlCollectHandler::SetLogLevel(int level) {
 
 CXoError CMarlCollectHandler::SubmitNewTransaction(App::ProcessingStatus& status, EScanJobType type,
                                                    const std::vector<std::string>& files, bool append) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("submit")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     std::ifstream file(files.at(0), std::ios::binary);
     std::string bytes(std::istreambuf_iterator<char>(file), {});
     const std::lock_guard guard(host().lock);
@@ -169,16 +135,23 @@ CXoError CMarlCollectHandler::WaitForTransaction(App::ProcessingStatus& status, 
                                                  const boost::shared_ptr<CAbortOperationCheck>&, int poll_ms,
                                                  EScanJobType type) {
     if (host().collect.on_wait) host().collect.on_wait();
+    const scripted::own_memory mine;
+    if (scripted::refuses("wait")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     const std::lock_guard guard(host().lock);
     host().collect.calls.push_back("wait " + std::to_string(until_outcome) + " " + std::to_string(poll_ms) + " " +
                                    std::to_string(type));
     const auto outcome = take_front(host().collect.waits, {});
     status = outcome.status;
+    if (!outcome.error.IsError() && status == App::ProcessingStatus_COMPLETED) {
+        host().collect.completed += host().collect.batches.back();
+    }
     return outcome.error;
 }
 
 CXoError CMarlCollectHandler::QueryLastTransaction(std::string& transaction_id, App::ProcessingStatus& status,
                                                    const boost::shared_ptr<CAbortOperationCheck>&) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("query")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     host().collect.calls.push_back("query last");
     transaction_id = "T9";
     status = App::ProcessingStatus_QUEUED;
@@ -186,6 +159,8 @@ CXoError CMarlCollectHandler::QueryLastTransaction(std::string& transaction_id, 
 }
 
 CXoError CMarlCollectHandler::CloseTransaction(const std::string& transaction_id) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("close")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     host().collect.calls.push_back("close " + transaction_id);
     return host().collect.close_error;
 }
@@ -196,11 +171,14 @@ CurlWrapperCache::CurlWrapperCache(long) {}
 CurlWrapperCache::~CurlWrapperCache() = default;
 
 CurlWrapperCacheNode* CurlWrapperCache::PopCurlWrapper() {
+    const scripted::own_memory mine;
+    if (scripted::refuses("handle")) return nullptr;
     const std::lock_guard guard(host().lock);
     return host().http.handles-- > 0 ? new CurlWrapperCacheNode : nullptr;
 }
 
 void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
+    const scripted::own_memory mine;
     const std::lock_guard guard(host().lock);
     host().http.puts.push_back(failed);
     delete node;
@@ -208,6 +186,8 @@ void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
 
 int GetCurlResponse2(CurlWrapperCacheNode*, std::string& url, std::string& request, std::string&,
                      std::string& response) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("exchange")) return scripted::failed_exchange;
     const std::lock_guard guard(host().lock);
     host().http.url = url;
     host().http.requests.push_back(request);
@@ -218,6 +198,8 @@ int GetCurlResponse2(CurlWrapperCacheNode*, std::string& url, std::string& reque
 
 int XMLHandler::handleXMLReq(unsigned long channel, unsigned long tag, std::string& message, std::string& error_text,
                              std::string extra, unsigned long flags) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("management")) return scripted::refused_errno;
     host().management.requests.emplace_back(tag, message);
     if (channel != 1 || !extra.empty() || flags != 0) return -9;
     const scripted::answer& answer = host().management.answers[tag];
@@ -231,6 +213,8 @@ int XMLHandler::handleXMLReq(unsigned long channel, unsigned long tag, std::stri
 
 int App_ExecuteSP::executeStoredProcedure(unsigned long tag, const std::string& request, std::string& response,
                                           void* reserved) {
+    const scripted::own_memory mine;
+    if (scripted::refuses("management")) return scripted::refused_errno;
     host().management.requests.emplace_back(tag, request);
     const scripted::answer& answer = host().management.answers[tag];
     response = answer.text;
