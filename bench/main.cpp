@@ -118,10 +118,10 @@ maker of_store(subject_ptr (*workload)(bench::open_store, const std::string&, st
 void register_workload(const std::string& name, int threads, const std::string& place_name, const std::string& place,
                        const options& chosen, const std::vector<contestant>& contestants) {
     for (const std::size_t batch : chosen.batches) {
-        for (const auto& [subject_name, make] : contestants) {
-            const std::string full = name + "/" + std::to_string(threads) + "/" + place_name + "/" +
-                                     std::to_string(batch) + "/" + subject_name;
-            const auto body = [make, place, batch, threads](benchmark::State& state) {
+        for (const contestant& one : contestants) {
+            const std::string full =
+                name + "/" + std::to_string(threads) + "/" + place_name + "/" + std::to_string(batch) + "/" + one.name;
+            const auto body = [make = one.make, place, batch, threads](benchmark::State& state) {
                 measure(
                     state, [&] { return make(place, batch); }, threads);
             };
