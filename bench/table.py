@@ -54,6 +54,18 @@ def amount(seconds):
     return f"{seconds:.3g} s"
 
 
+def goal_of(key, row):
+    """The goal of a row and whether it is met; nothing where there is none or who it is held against did not run."""
+    workload, threads, _, batch = key
+    if (workload, threads) not in GOALS or (workload == "find_cached_guid" and batch != 4096):
+        return ""
+    text, met = GOALS[workload, threads]
+    try:
+        return f"{text}: {'met' if met(row) else 'missed'}"
+    except KeyError:
+        return ""
+
+
 def cell(row, subject):
     if subject is None or subject not in row:
         return ""
@@ -69,14 +81,10 @@ def table(rows, tails):
         if LIBRARY not in row:
             continue
         workload, threads, place, batch = key
-        goal = ""
-        if (workload, threads) in GOALS and (workload != "find_cached_guid" or batch == 4096):
-            text, met = GOALS[workload, threads]
-            goal = f"{text}: {'met' if met(row) else 'missed'}"
         bound = next((subject for subject in BOUNDS if subject in row), None)
         cells = [workload, str(threads), place, f"{batch:,}", cell(row, LIBRARY),
                  amount(tails[key]) if key in tails else "", cell(row, bound),
-                 *(cell(row, peer) for peer in PEERS), goal]
+                 *(cell(row, peer) for peer in PEERS), goal_of(key, row)]
         lines.append("| " + " | ".join(cells) + " |")
     return lines
 
