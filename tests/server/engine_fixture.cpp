@@ -165,6 +165,13 @@ std::string engine_fixture::browse(const std::string& path, const asked& how) {
     return names;
 }
 
+std::size_t engine_fixture::found_by(ZYSearchReq& asking) {
+    ZYSearchResp response;
+    store->search(docs, asking, response);
+    const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
+    return results->getlistobject<GResultItem>(1, 1, false)->size();
+}
+
 std::string engine_fixture::errors(ZYSearchReq& asking) {
     ZYSearchResp response;
     store->search(docs, asking, response);

@@ -50,6 +50,8 @@ protected:
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
     std::string browse(const std::string& path, const asked& how = {});
+    /// How many items an answer holds.
+    std::size_t found_by(KT5ContentIndexing::ZYSearchReq& request);
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
