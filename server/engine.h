@@ -16,11 +16,11 @@ namespace index_server {
 /// A registered share. Its root row exists from the registration on.
 struct share {
     std::string name;
-    std::int64_t subclient_id = 0;   ///< 1 to 2^31-1
-    std::int64_t client_id = 0;      ///< every share is a client of its own
-    std::int64_t folder_id = 0;      ///< random, ten digits; the root's name in the index
+    std::int64_t subclient_id = 0;  ///< 1 to 2^31-1
+    std::int64_t client_id = 0;     ///< every share is a client of its own
+    std::int64_t folder_id = 0;     ///< random, ten digits; the root's name in the index
     std::string root_guid;
-    std::string index_server_name;   ///< unique; keys the folder
+    std::string index_server_name;  ///< unique; keys the folder
 };
 
 /// A stored token: a hash, and the share it grants. Subclient 0 stands for the admin.
@@ -34,16 +34,16 @@ struct transaction_record {
     std::string id;
     std::int64_t subclient_id = 0;
     App::ProcessingStatus status = App::ProcessingStatus_UNKNOWN;
-    std::string error;               ///< why it failed, empty otherwise
+    std::string error;  ///< why it failed, empty otherwise
     std::int64_t created_ns = 0;
 };
 
 /// What became of a collect file.
 struct apply_outcome {
     bool applied = false;
-    std::uint64_t lines = 0;         ///< lines read
-    std::uint64_t error_line = 0;    ///< first line that could not be understood, 1 for the first; 0 when none
-    std::string error;               ///< why nothing was applied, naming the line when there is one
+    std::uint64_t lines = 0;       ///< lines read
+    std::uint64_t error_line = 0;  ///< first line that could not be understood, 1 for the first; 0 when none
+    std::string error;             ///< why nothing was applied, naming the line when there is one
 };
 
 /// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error.
