@@ -67,10 +67,6 @@ TEST_F(lookup, newest_insertion_inside_both_bounds_answers) {
     EXPECT_EQ(props.version_guid, "v1");
     fields.real_before_time = 999999999;
     EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 2);
-    fields.version_guid = "";  // only a record without a version
-    EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 2);
-    add("o", "version= vtime=9");
-    EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 0);
 }
 
 TEST_F(lookup, paths_follow_the_case_setting_ties_the_buckets_and_children_neither) {

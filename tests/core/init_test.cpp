@@ -98,12 +98,10 @@ TEST_F(start, names_and_settings_are_composed_once) {
     arguments.share_suffix = "a";
     arguments.flush_after_count = 0;
     ASSERT_EQ(init(), 0);
-    EXPECT_EQ(dir(), root / "state/docs-a");
     EXPECT_EQ(reach::collect_file(*share), (root / "state/docs-a/lumo_index_42_77_0.zyf").string());
     EXPECT_EQ(reach::cur_journal_file(*share), (root / "state/docs-a/collect_file_0000000001").string());
     EXPECT_EQ(host().http.url, "http://index.test/ZYWebService.svc/doWebSearch");
     EXPECT_EQ(host().collect.made_with, "0 42 web*host http://index.test/ '' 1 77 gateway /results level 2");
-    EXPECT_EQ(reach::sync_folder(*share), "/5");
     EXPECT_EQ(reach::root_dir_props(*share)->object_guid, "root");
     EXPECT_EQ(share->get_query_status_msg() + " " + share->get_flush_status_msg(), "operational waiting");
     const auto requests = host().http.requests.size();

@@ -90,12 +90,4 @@ void reset_host();
 void fail_allocation(int nth);
 bool allocation_failed();
 
-/// The one journal writer's line, kept by the recording log.
-struct log_line {
-    int level;
-    std::string text;
-};
-void set_log_level(int level);
-std::vector<log_line> take_log();
-
 }  // namespace scripted

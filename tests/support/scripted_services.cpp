@@ -1,6 +1,5 @@
-// The scripted services beside files: sleep and threads, collection, HTTP, management, the log, and a
+// The scripted services beside files: sleep and threads, collection, HTTP, management, and a
 // non-throwing allocation that can fail.
-#include <cstdarg>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -12,7 +11,6 @@
 #include "host/collect.h"
 #include "host/concurrency.h"
 #include "host/http.h"
-#include "host/log.h"
 #include "host/management.h"
 #include "tests/support/scripted_host.h"
 
@@ -20,34 +18,6 @@ namespace {
 
 thread_local int allocations_left = 0;
 thread_local bool allocation_has_failed = false;
-
-class recording_log : public CLogWriterInterface {
-public:
-    int GetLogLevel() const override { return level.load(); }
-    void WriteLog(int line_level, const char*, int, int, int, const char* format, ...) override
-        __attribute__((format(printf, 7, 8))) {
-        char text[4096];
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(text, sizeof text, format, arguments);
-        va_end(arguments);
-        const std::lock_guard guard(lock);
-        lines.push_back({line_level, text});
-    }
-
-    std::atomic<int> level{7};
-    std::mutex lock;
-    std::vector<scripted::log_line> lines;
-};
-
-recording_log& the_log() {
-    static recording_log& log = *[] {
-        auto* made = new recording_log;
-        g_ptrLogWriter.reset(made);
-        return made;
-    }();
-    return log;
-}
 
 std::optional<scripted::host_state>& the_host() {
     static std::optional<scripted::host_state> state(std::in_place);
@@ -84,8 +54,6 @@ host_state& host() {
 
 void reset_host() {
     the_host().emplace();
-    set_log_level(7);
-    take_log();
 }
 
 void fail_allocation(int nth) {
@@ -95,15 +63,6 @@ void fail_allocation(int nth) {
 
 bool allocation_failed() {
     return allocation_has_failed;
-}
-
-void set_log_level(int level) {
-    the_log().level = level;
-}
-
-std::vector<log_line> take_log() {
-    const std::lock_guard guard(the_log().lock);
-    return std::exchange(the_log().lines, {});
 }
 
 }  // namespace scripted
