@@ -14,26 +14,25 @@ TEST_F(start, every_failing_step_has_its_result_and_its_text) {
         int ret;
         std::string message;
     };
-    auto& settings = hostkit::process_settings();
-    auto& management = host().management.answers;
+    const auto without = [](const char* key, const char* section = "identity") {
+        return [=] { hostkit::process_settings().set(section, key, ""); };
+    };
     const std::string mgr = " Please check ApplicationMgr.log and AppMgrService.log on the HQ";
     const std::string journal_1 = (root / "state/docs/collect_file_0000000001").string();
     const std::string line = "*??|<DEL>|<VGID>v|<BAP>o|\n";
     const row rows[] = {
         {[&] { arguments.subclient_id = 0; }, 22, "subclient_id value [0] is invalid."},
         {[&] { arguments.share_name = ""; }, 22, "share_name cannot be an empty string."},
-        {[&] { settings.set("identity", "client_id.42", "0"); }, 22,
-         "could not get client from application_id. subclient_id [42]." + mgr},
-        {[&] { settings.set("identity", "machine", ""); }, 22, "could not get the focus client name." + mgr},
-        {[&] { settings.set("identity", "web_client_id", "0"); }, 2, "could not get the index server address." + mgr},
-        {[&] { settings.set("server", "url", ""); }, 22, "could not get the index server address."},
-        {[&] { management[516377915].ret = 3; }, 22,
+        {without("client_id.42"), 22, "could not get client from application_id. subclient_id [42]." + mgr},
+        {without("machine"), 22, "could not get the focus client name." + mgr},
+        {without("web_client_id"), 2, "could not get the index server address." + mgr},
+        {without("url", "server"), 22, "could not get the index server address."},
+        {[&] { host().management.answers[516377915].ret = 3; }, 22,
          "could not get cloudId of the index server. WebServerClientId [1042] WebServerHostName [web*host] "
          "WebServerURL "
          "[http://index.test/]." +
              mgr},
-        {[&] { settings.set("identity", "job_results", ""); }, 2,
-         "could not jobresults directory for the web server client." + mgr},
+        {without("job_results"), 2, "could not jobresults directory for the web server client." + mgr},
         {[&] { host().http.standing.text = search_answer({}); }, 2, "Failed to get sync folder."},
         {[&] { host().files.access_answers[(root / "state/docs").string()] = EACCES; }, -1,
          "access [" + (root / "state/docs").string() + "] failed with the error [Permission denied]."},

@@ -80,16 +80,3 @@ TEST_F(delivery, copies_go_under_the_journals_name_and_their_failure_changes_not
     collected();
     EXPECT_EQ(share->get_flush_status_msg(), "operational");
 }
-
-TEST_F(delivery, hook_file_holds_everything_back) {
-    ASSERT_EQ(init(), 0);
-    add("a");
-    ASSERT_EQ(rotate(), 0);
-    host().files.access_answers["/tmp/INDEX_IFACE_NO_FLUSH_HOOK"] = 0;
-    EXPECT_EQ(deliver(), 0);
-    EXPECT_TRUE(host().collect.calls.empty());
-    EXPECT_EQ(items(reach::old_cache(*share)), "a:1:v1");
-    host().files.access_answers.clear();
-    cycle();  // an outstanding batch without a failure is nobody's business
-    EXPECT_TRUE(host().collect.calls.empty());
-}

@@ -51,6 +51,8 @@ TEST_F(flush, six_failures_then_refusal_then_recovery) {
     EXPECT_EQ(add("c"), 0);
     EXPECT_EQ(share->flush(), 0);
     EXPECT_EQ(std::ranges::count(host().collect.batches.back(), '\n'), 7);
+    share->clear_counters();
+    EXPECT_EQ(counter("flush_fails") + counter("adds"), "00");
 }
 
 TEST_F(flush, late_retry_without_a_batch_sends_an_empty_file_and_forgets_nothing) {

@@ -8,8 +8,8 @@
 #include "host/collect.h"
 #include "hostkit/http_exchange.h"
 #include "tests/hostkit/loopback_server.h"
-#include "tests/hostkit/scratch_directory.h"
 #include "tests/hostkit/server_settings.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -44,16 +44,6 @@ TEST(lock, lets_writers_in_alone_between_endless_readers) {
     EXPECT_EQ(one, writers * rounds);
 }
 
-TEST(event, remembers_one_set_until_a_wait_takes_it) {
-    ZyEventH event(true);
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(0));
-    event.Set();
-    event.Set();
-    EXPECT_TRUE(event.Wait(~0UL));
-    EXPECT_FALSE(event.Wait(0));
-}
-
 TEST(time_stamp, counts_from_1601_and_is_clear_at_0) {
     const auto parts = [](std::timespec time) { return std::pair<long, long>(time.tv_sec, time.tv_nsec); };
     const std::uint64_t epoch = 116'444'736'000'000'000ULL;

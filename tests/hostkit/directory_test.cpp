@@ -4,7 +4,7 @@
 #include <cerrno>
 
 #include "host/files.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

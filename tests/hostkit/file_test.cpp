@@ -8,7 +8,7 @@
 
 #include "host/files.h"
 #include "hostkit/settings.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
@@ -97,23 +97,6 @@ TEST_F(file, syncs_what_an_interval_owes_before_it_makes_the_next_file) {
     EXPECT_EQ(open(scratch / "next", new_journal), EINVAL);
     EXPECT_FALSE(std::filesystem::exists(scratch / "next"));
     EXPECT_EQ(open(scratch / "next", new_journal), 0);
-}
-
-TEST_F(file, copies_whole_files_over_the_target_or_leaves_it_alone) {
-    const std::string large(3 * 1024 * 1024 + 17, 'x');
-    scratch.put("large", large);
-    scratch.put("target", "former");
-    const auto copy = [&](const std::string& from, const std::string& to) {
-        return FXErrorUtil::GetErrNo(CXoFile::Copy((scratch / from).c_str(), (scratch / to).c_str()));
-    };
-    EXPECT_EQ(copy("large", "target"), 0);
-    EXPECT_TRUE(scratch.text_of("target") == large);
-    EXPECT_EQ(copy("missing", "target"), ENOENT);
-    EXPECT_TRUE(scratch.text_of("target") == large);
-    std::filesystem::create_directory(scratch / "directory");
-    EXPECT_NE(copy("large", "directory"), 0);
-    using entries = std::filesystem::directory_iterator;
-    EXPECT_EQ(std::distance(entries(scratch / "."), entries()), 3) << "a temporary file was left";
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include <stdexcept>
 
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

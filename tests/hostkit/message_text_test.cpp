@@ -186,15 +186,4 @@ TEST(message_text, the_reader_is_bounded) {
     EXPECT_FALSE(reads(response, many + "</ZYSearchResp>"));
 }
 
-TEST(message_text, what_has_no_text_form_is_not_written) {
-    std::string text = "untouched";
-    ZYSearchResp response;
-    response.setint64(99, 99, 1);
-    EXPECT_THROW(response.serialize(text, false), std::logic_error);
-    ZYSearchReq request;
-    request.getObjectAccessor(true, true, 2, 2, 14, 33);
-    EXPECT_THROW(request.serialize(text, false), std::logic_error);
-    EXPECT_EQ("untouched", text);
-}
-
 }  // namespace

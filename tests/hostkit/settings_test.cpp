@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "host/identity.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // The operators' tool on journal files, whole and damaged.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <iterator>
@@ -8,6 +7,7 @@
 #include "iif/exit_code.h"
 #include "iif/journal_files.h"
 #include "iif/journal_line.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
@@ -20,13 +20,6 @@ const std::string whole_line =
 
 class journal_tools : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string name = testing::TempDir() + "journal_tools_XXXXXX";
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        directory = name;
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
     fs::path write(const std::string& name, const std::string& content) {
         const fs::path file = directory / name;
         fs::create_directories(file.parent_path());
@@ -38,7 +31,8 @@ protected:
         return {std::istreambuf_iterator<char>(stream), {}};
     }
 
-    fs::path directory;
+    const scratch_directory scratch;
+    const fs::path directory = scratch.path();
 };
 
 TEST_F(journal_tools, finds_live_journals_and_passes_over_copies) {

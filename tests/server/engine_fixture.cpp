@@ -54,16 +54,8 @@ found_item read_item(GResultItem& item, const std::string& root) {
 }  // namespace
 
 engine_fixture::engine_fixture() {
-    std::string made = (std::filesystem::temp_directory_path() / "engine_test_XXXXXX").string();
-    if (::mkdtemp(made.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    directory = made;
-    store = open_sqlite_engine(directory);
+    reopen();
     docs = store->register_share("docs");
-}
-
-engine_fixture::~engine_fixture() {
-    store.reset();
-    std::filesystem::remove_all(directory);
 }
 
 void engine_fixture::reopen() {

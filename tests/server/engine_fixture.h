@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "server/engine.h"
+#include "tests/support/scratch_directory.h"
 
 namespace index_server {
 
@@ -33,7 +34,6 @@ struct found_item {
 class engine_fixture : public testing::Test {
 protected:
     engine_fixture();
-    ~engine_fixture() override;
 
     /// Applies a file of these lines, each without its start mark, closing bar and line feed: "<ADD>|<BAP>o|<LFN>a".
     apply_outcome apply(std::initializer_list<std::string> lines) { return apply(docs, lines); }
@@ -63,7 +63,8 @@ protected:
     /// Every row of the index but for the numbers that arrival gives; versions in the order that decides among them.
     std::string rows() const;
 
-    std::string directory;
+    const scratch_directory scratch;
+    const std::string directory = scratch.path();
     std::unique_ptr<engine> store;
     share docs;
 

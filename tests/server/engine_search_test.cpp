@@ -1,7 +1,5 @@
 // Searches by path: places over time, directories made anew, case, pages, and requests that are not understood.
-#include <atomic>
 #include <set>
-#include <thread>
 
 #include "tests/server/engine_fixture.h"
 
@@ -155,32 +153,6 @@ TEST_F(engine_search, pages_of_a_large_directory_neither_lose_nor_double_an_entr
         EXPECT_EQ(sizes, (std::vector<std::size_t>{1000, 1000, 1000, 1000, 1000, 0})) << moment;
         EXPECT_EQ(names.size(), 5000u) << moment;
     }
-}
-
-TEST_F(engine_search, searches_see_whole_files_while_others_are_applied) {
-    constexpr std::size_t files = 20, lines_of_a_file = 25;
-    std::atomic<bool> done{false};
-    std::atomic<int> torn{0};
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i) {
-        readers.emplace_back([&] {
-            while (!done)
-                torn += ask(true, "/").size() % lines_of_a_file != 0;
-        });
-    }
-    for (std::size_t file = 0; file < files; ++file) {
-        std::vector<std::string> lines;
-        for (std::size_t i = 0; i < lines_of_a_file; ++i) {
-            const std::string number = std::to_string(file * lines_of_a_file + i);
-            lines.push_back(added("o" + number, "v", 10, "", number));
-        }
-        EXPECT_TRUE(apply(docs, lines).applied);
-    }
-    done = true;
-    for (std::thread& reader : readers)
-        reader.join();
-    EXPECT_EQ(torn, 0);
-    EXPECT_EQ(ask(true, "/").size(), files * lines_of_a_file);
 }
 
 TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_guess) {

@@ -137,32 +137,6 @@ TEST_F(access_test, shares_are_registered_over_http) {
     EXPECT_EQ(post("/api/shares", admin, "{\"name\":\"" + std::string(129, 'n') + "\"}").status, 400);
 }
 
-TEST_F(access_test, discovery_finds_the_index_and_the_folder) {
-    const auto clients =
-        read<App::GetClientPropertiesResponse>(post(client_tag, docs_.token, client_properties_of(docs_.client_id)));
-    auto list = const_cast<App::GetClientPropertiesResponse&>(clients).getlistobject<App::ClientInfo>(1, 1, false);
-    ASSERT_EQ(list->size(), 1u);
-    auto props = list->front().getObjectAccessor(true, false, 12, 12, 30, 161);
-    auto index_props = props->getObjectAccessor(true, false, 16, 16, 30, 480);
-    auto index_server = index_props->getObjectAccessor(true, false, 3, 3, 30, 486);
-    ASSERT_TRUE(index_server->isSet(7) && index_server->isSet(3));
-    auto capabilities = index_server->getlistobject<App::UserCapability>(3, 3, false);
-    auto entity = capabilities->front().getObjectAccessor<ZyEntities::UserEntity>(true, false, 1, 1, 18, 15);
-    EXPECT_EQ(entity->getstring(2, 5), docs_.index_server_name);
-    const long long server_client = index_server->getObjectAccessor(true, false, 7, 7, 18, 4)->getint64(0);
-
-    auto engines = read<LWGui::IndexServerList>(post(engine_tag, docs_.token, engine_of(server_client)));
-    auto engine_list = engines.getlistobject<LWGui::AnalyticsEngine>(1, 1, false);
-    ASSERT_EQ(engine_list->size(), 1u);
-    EXPECT_EQ(engine_list->front().getint64(5), 1);
-    EXPECT_NE(engine_list->front().getint64(19), 5);
-
-    auto folders = read<App::GetSyncWebFolderResp>(post(folder_tag, docs_.token, folder_of(docs_.index_server_name)));
-    auto folder_list = folders.getlistobject<App::SyncWebFolderInfo>(1, 1, false);
-    ASSERT_EQ(folder_list->size(), 1u);
-    EXPECT_EQ(folder_list->front().getObjectAccessor(true, false, 1, 1, 18, 91)->getint64(0), docs_.folder_id);
-}
-
 TEST_F(access_test, what_nobody_knows_is_an_empty_list_and_what_nobody_understands_is_refused) {
     auto clients = read<App::GetClientPropertiesResponse>(post(client_tag, docs_.token, client_properties_of(9999)));
     EXPECT_TRUE(clients.getlistobject<App::ClientInfo>(1, 1, false)->empty());

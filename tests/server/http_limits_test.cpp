@@ -67,7 +67,7 @@ TEST_F(limits_test, a_directory_has_one_server_and_others_machines_are_kept_out)
     } catch (const std::runtime_error& refusal) {
         EXPECT_NE(std::string(refusal.what()).find(std::to_string(::getpid())), std::string::npos) << refusal.what();
     }
-    settings_.data_dir = directory_ + "/another/one";
+    settings_.data_dir = scratch_ / "another/one";
     server_settings open = settings_;
     open.listen_address = "0.0.0.0";
     EXPECT_THROW(index_server(open).start(), std::runtime_error);

@@ -43,9 +43,7 @@ std::string raw_client::read_until(const std::string& mark) {
 }
 
 served::served() {
-    char name[] = "/tmp/iif_server_test_XXXXXX";
-    directory_ = ::mkdtemp(name);
-    settings_.data_dir = directory_ + "/data";
+    settings_.data_dir = scratch_ / "data";
     settings_.open_engine = [this](const std::string& at) { return std::make_unique<knob_engine>(at, store_); };
     start();
     docs_ = server_->register_share("docs");
@@ -55,7 +53,6 @@ served::served() {
 served::~served() {
     store_.let_go();
     server_.reset();
-    std::filesystem::remove_all(directory_);
 }
 
 void served::start() {
@@ -116,7 +113,7 @@ std::vector<std::string> served::spooled() const {
 }
 
 void served::leave_file(const std::string& name, const std::string& content) {
-    std::ofstream(settings_.data_dir + "/spool/" + name) << content;
+    scratch_.put("data/spool/" + name, content);
 }
 
 }  // namespace index_server

@@ -12,6 +12,7 @@
 
 #include "server/index_server.h"
 #include "tests/server/knob_engine.h"
+#include "tests/support/scratch_directory.h"
 
 namespace index_server {
 
@@ -60,7 +61,7 @@ protected:
     /// The engine of a server that does not run.
     std::unique_ptr<engine> stored() const { return open_sqlite_engine(settings_.data_dir); }
 
-    std::string directory_;
+    const scratch_directory scratch_;
     engine_knobs store_;
     server_settings settings_;
     std::unique_ptr<index_server> server_;

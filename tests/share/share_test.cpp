@@ -161,13 +161,5 @@ TEST_F(share_test, an_unreachable_index_is_tried_until_the_stop_and_never_reads_
     EXPECT_EQ(summary.changes(), 0u);
 }
 
-TEST_F(share_test, a_cut_journal_refuses_the_start_and_names_the_command) {
-    tree.make_directory("journal/docs");
-    tree.write("journal/docs/collect_file_0000000001", "*??|<UPD>");
-    EXPECT_EQ(start_share(), start_result::refused);
-    ASSERT_EQ(notices.size(), 1u);
-    EXPECT_THAT(notices[0], HasSubstr("iif journal repair " + tree.at("journal/docs")));
-}
-
 }  // namespace
 }  // namespace share_host

@@ -1,7 +1,6 @@
 // The fixture's verbs.
 #include "tests/support/share_test.h"
 
-#include <unistd.h>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -12,8 +11,6 @@
 
 share_test::share_test() {
     script_good_host();
-    std::string name = (std::filesystem::temp_directory_path() / "index_iface_test.XXXXXX").string();
-    root = mkdtemp(name.data());
     root_text = (root / "state").string();
     hostkit::open_log({.level = 7, .file = root / "log"});
     arguments.subclient_id = 42;
@@ -25,7 +22,6 @@ share_test::share_test() {
 share_test::~share_test() {
     share.reset();
     g_ptrLogWriter.reset();
-    std::filesystem::remove_all(root);
 }
 
 void share_test::script_good_host() {

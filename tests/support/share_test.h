@@ -8,6 +8,7 @@
 
 #include "core/index_iface.h"
 #include "tests/support/record_text.h"
+#include "tests/support/scratch_directory.h"
 #include "tests/support/scripted_host.h"
 #include "tests/support/test_access.h"
 
@@ -58,7 +59,8 @@ protected:
     /// A fresh host that knows this share: index "idx", cloud 9, folder 5, and the root record.
     static void script_good_host();
 
-    std::filesystem::path root;
+    const scratch_directory scratch;
+    const std::filesystem::path root = scratch.path();
     index_iface::args arguments;
     std::unique_ptr<index_iface> share;
 
