@@ -9,21 +9,6 @@ namespace {
 
 using namespace KT5ContentIndexing;
 
-TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
-    GResultItem item;
-    item.setint64(26, 26, -7);
-    item.getObjectAccessor(true, true, 26, 56, 14, 26)
-        ->getlistobject<NameValueMap>(1, 1, true)
-        ->emplace_back()
-        .setstring(1, 1, "a");
-    item.setint64(26, 99, 8);
-    item.setstring(2, 5, "/x");
-    EXPECT_EQ(8, item.getint64(26)) << "the tag of an integer does not matter";
-    EXPECT_EQ("", item.getstring(2, 6));
-    const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
-    EXPECT_EQ("a", properties->getlistobject<NameValueMap>(1, 1, false)->at(0).getstring(1, 1));
-}
-
 TEST(messages, a_field_is_set_when_it_holds_something) {
     CNMessageBase message(14, 31);
     EXPECT_EQ("", message.getstring(2, 5));
@@ -56,16 +41,6 @@ TEST(messages, copies_are_deep) {
         EXPECT_EQ(0644, items(*other)->front().getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
         EXPECT_FALSE(other->isSet(99));
     }
-}
-
-TEST(messages, a_child_set_as_a_copy_can_be_read_by_its_class_and_without) {
-    CNMessageBase request(30, 401);
-    ZyEntities::UserEntity user;
-    user.setstring(2, 5, "index");
-    request.setObjectAccessor(&user, 5, 5);
-    user.setstring(2, 5, "changed");
-    EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
-    EXPECT_EQ("index", request.getObjectAccessor<ZyEntities::UserEntity>(true, false, 5, 5, 18, 15)->getstring(2, 5));
 }
 
 TEST(messages, one_field_is_never_two_things) {

@@ -83,12 +83,6 @@ TEST_F(engine_apply, what_a_line_leaves_out_comes_from_the_version_before_even_i
     apply({line("UPD", "p", "v2", "|<CTIME>20|<XATTR>late"), line("ADD", "p", "v1", at(10), "b")});
     EXPECT_EQ(ask(false, "/b", {.at = 15})[0].xattr, "");
     EXPECT_EQ(ask(false, "/b")[0].xattr, "late");
-
-    // A version that came before any place was known has one as soon as somebody names it.
-    apply({line("UPD", "q", "v2", "|<CTIME>20")});
-    EXPECT_EQ(find("/c"), "");
-    apply({line("ADD", "q", "v1", at(10), "c")});
-    EXPECT_EQ(find("/c"), "v2");
 }
 
 TEST_F(engine_apply, a_deletion_ends_the_newest_version_up_to_its_time) {

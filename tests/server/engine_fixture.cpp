@@ -18,15 +18,9 @@ using KT5ContentIndexing::ZYSearchGroup;
 using KT5ContentIndexing::ZYSearchReq;
 using KT5ContentIndexing::ZYSearchResp;
 
-constexpr const char* columns_before =
-    "BACKUPTIME,SIZEINKB,MODIFIEDTIME,CONTENTID,ZY_TURBO_GUID,AFILEID,AFILEOFFSET,REALMNO,FILE_NAME,FILE_FOLDER,"
-    "DATA_TYPE,APPID,GLOBAL_TICKS,PARENT_GUID,CISTATE,IS_EXTENT_PRESENT,ENTITY_MODE,FILE_CHANGE_TIME,";
-constexpr const char* usual_columns =
-    "custom_*,OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,DELETED_TIME,"
-    "LINK_TARGET,EXTENDED_ATTR";
-constexpr const char* cloud_columns =
-    "OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,LINK_TARGET,cust_*,"
-    "EXTENDED_ATTR";
+const std::string columns =
+    "SIZEINKB,MODIFIEDTIME,FILE_NAME,PARENT_GUID,ENTITY_MODE,DATE_DELETED,VERSION_TIME,OWNER,"
+    "LINK_TARGET,EXTENDED_ATTR,";
 
 found_item read_item(GResultItem& item, const std::string& root) {
     found_item found;
@@ -110,8 +104,7 @@ ZYSearchReq engine_fixture::request(const share& of, bool browse, const std::str
     add_filter(made, browse ? "BROWSE_PATH" : "EXACT_PATH", {path == "/" ? root : root + path}, 2);
     add_filter(made, "DATA_TYPE", {"1", "2", "3", "4", "5", "6", "7", "8"}, 0);
     if (how.at != 0) add_option(made, "ENABLE_ALL_VERSIONS", "true");
-    add_option(made, "RESPONSE_FIELD_LIST",
-               std::string(columns_before) + (how.cloud_columns ? cloud_columns : usual_columns));
+    add_option(made, "RESPONSE_FIELD_LIST", columns + (how.cloud_columns ? "cust_*" : "custom_*,DELETED_TIME"));
     if (how.fold_case) add_option(made, "CASE_INSENSITIVE", "true");
     if (browse && how.at != 0) {
         add_option(made, "GROUP_RESULTS_BY", "zyurl_" + std::to_string(of.subclient_id));

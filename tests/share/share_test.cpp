@@ -1,7 +1,6 @@
 // A share on the real library and an index server in this process: the whole road, and the roads around failures.
 #include "share/share.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -15,7 +14,6 @@ namespace share_host {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::HasSubstr;
 
 class share_test : public testing::Test {
 protected:
@@ -47,26 +45,19 @@ protected:
         server->start();
         port = server->port();
     }
-    share_options options() {
-        share_options result;
-        result.name = "docs";
-        result.root_dir = tree.at("journal");
-        result.subclient_id = subclient_id;
-        result.flush_after_seconds = 1;
-        result.notice = [this](const std::string& text) { notices.push_back(text); };
-        return result;
-    }
-    reconcile_options walk() const {
-        reconcile_options result;
-        result.directory = tree.at("tree");
-        return result;
-    }
     start_result start_share() {
-        served = std::make_unique<share>(options());
-        return served->start(stop.get_token());
+        share_options options;
+        options.name = "docs";
+        options.root_dir = tree.at("journal");
+        options.subclient_id = subclient_id;
+        options.flush_after_seconds = 1;
+        served = std::make_unique<share>(options);
+        return served->start({});
     }
     reconcile_summary pass() {
-        const reconcile_summary summary = reconcile(*served, walk(), {});
+        reconcile_options options;
+        options.directory = tree.at("tree");
+        const reconcile_summary summary = reconcile(*served, options, {});
         EXPECT_TRUE(served->deliver(1min, {}).fresh);
         return summary;
     }
@@ -87,8 +78,6 @@ protected:
     std::unique_ptr<index_server::index_server> server;
     unsigned short port = 0;
     std::uint64_t subclient_id = 0;
-    std::stop_source stop;
-    std::vector<std::string> notices;
     std::unique_ptr<share> served;
 };
 
@@ -141,24 +130,6 @@ TEST_F(share_test, what_was_accepted_while_the_server_was_away_arrives_once) {
     EXPECT_EQ(children_of("/"), 1u);
     EXPECT_EQ(pass().deleted, 1u) << "it is not on the disk";
     EXPECT_EQ(children_of("/"), 0u);
-}
-
-TEST_F(share_test, an_unreachable_index_is_tried_until_the_stop_and_never_reads_as_empty) {
-    tree.write("tree/file");
-    server.reset();
-    share_options stopping = options();
-    stopping.notice = [this](const std::string& text) {
-        notices.push_back(text);
-        if (notices.size() == 1) stop.request_stop();
-    };
-    share unreached(stopping);
-    EXPECT_EQ(unreached.start(stop.get_token()), start_result::stopped);
-    ASSERT_EQ(notices.size(), 1u);
-    EXPECT_THAT(notices[0], HasSubstr("trying again"));
-    EXPECT_FALSE(unreached.ready());
-    const reconcile_summary summary = reconcile(unreached, walk(), {});
-    EXPECT_FALSE(summary.complete);
-    EXPECT_EQ(summary.changes(), 0u);
 }
 
 }  // namespace

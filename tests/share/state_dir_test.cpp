@@ -1,19 +1,15 @@
 // Whose state is whose, one process at a time, and what stops a start.
 #include "share/state_dir.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 
-#include "share/journal_check.h"
 #include "tests/share/temporary_tree.h"
 
 namespace share_host {
 namespace {
-
-using testing::HasSubstr;
 
 class state_dir_test : public testing::Test {
 protected:
@@ -82,19 +78,6 @@ TEST_F(state_dir_test, identity_is_private_and_damage_is_noticed) {
     EXPECT_EQ(info.st_mode & 0777, 0600u);
     std::ofstream(state.identity_file()) << R"({"name":"docs","subclient_id":-1})";
     EXPECT_THROW(load_identity(state), std::runtime_error);
-}
-
-TEST_F(state_dir_test, journals_that_replay_would_refuse_are_told_with_the_command_that_helps) {
-    const std::string journals = tree.at("journal");
-    EXPECT_EQ(journal_refusal(journals), "") << "none yet";
-    tree.make_directory("journal");
-    tree.write("journal/collect_file_0000000001", "");
-    tree.write("journal/collect_file_0000000002", "*??|<UPD>|\n");
-    EXPECT_EQ(journal_refusal(journals), "");
-    tree.write("journal/collect_file_0000000002", "*??|<UPD>|\n*??|<U");
-    EXPECT_THAT(journal_refusal(journals), HasSubstr("iif journal repair " + journals));
-    tree.write("journal/collect_file_0000000003", "");
-    EXPECT_THAT(journal_refusal(journals), HasSubstr("iif journal check " + journals));
 }
 
 }  // namespace
