@@ -84,10 +84,6 @@ TEST(deployment, knows_the_shares_that_the_settings_name) {
     int web_client_id = 0;
     std::string host, url;
     EXPECT_NE(known->getSubclient(nullptr)->getMarlWebServerDetails(web_client_id, host, url, nullptr), 0);
-    all.set("identity", "web_host", "web");
-    all.set("server", "url", "http://here/");
-    EXPECT_EQ(known->getSubclient(nullptr)->getMarlWebServerDetails(web_client_id, host, url, nullptr), 0);
-    EXPECT_EQ(std::to_string(web_client_id) + host + url, "9webhttp://here/");
     known->release();
     unknown->release();
 }
