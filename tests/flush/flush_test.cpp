@@ -78,7 +78,7 @@ TEST_F(flush, nothing_is_lost_or_sent_twice_under_load) {
     make();
     ASSERT_EQ(share->init(), 0);
     std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int writer = 0; writer < writers; ++writer) {
         threads.emplace_back([&, writer] {
             for (int i = 0; i < changes; ++i) {
@@ -91,7 +91,7 @@ TEST_F(flush, nothing_is_lost_or_sent_twice_under_load) {
             }
         });
     }
-    threads.emplace_back([&] {
+    std::jthread reader([&] {
         while (!done) {
             cached("/d/0-1");
             found("/d/0-2");
@@ -100,10 +100,9 @@ TEST_F(flush, nothing_is_lost_or_sent_twice_under_load) {
             share->get_flush_status_msg();
         }
     });
-    for (int writer = 0; writer < writers; ++writer)
-        threads[static_cast<std::size_t>(writer)].join();
+    threads.clear();
     done = true;
-    threads.back().join();
+    reader.join();
     EXPECT_EQ(share->flush(), 0);
     std::map<std::string, int> adds;
     for (const std::string& batch : host().collect.batches) {

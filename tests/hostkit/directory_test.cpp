@@ -1,4 +1,4 @@
-// Directories and path texts.
+// Directories, made and removed.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -35,13 +35,6 @@ TEST(directories, are_made_with_parents_and_removed_without_what_links_in_them_p
     EXPECT_EQ(remove("gone", true, true), 0);
     EXPECT_EQ(remove("gone", true, false), ENOENT);
     EXPECT_EQ(remove("kept/file", true, true), ENOTDIR);
-}
-
-TEST(path_texts, are_formatted_at_any_length) {
-    for (const std::size_t length : {511U, 512U, 5000U}) {
-        const std::string text(length, 'x');
-        EXPECT_EQ(FXString::Format("<%s>", text.c_str()), "<" + text + ">");
-    }
 }
 
 }  // namespace

@@ -71,14 +71,6 @@ TEST_F(file, tells_a_short_write_from_a_failed_one_and_repeats_neither) {
     EXPECT_EQ(scratch.text_of("full"), "0123456789");
 }
 
-TEST_F(file, refuses_an_unknown_sync_mode) {
-    for (const std::string sync : {"", "Always", "interval:0", "interval:-1", "interval:5s"}) {
-        sync_mode(sync);
-        EXPECT_EQ(open(scratch / "never", new_journal), EINVAL) << sync;
-    }
-    EXPECT_FALSE(std::filesystem::exists(scratch / "never"));
-}
-
 // A device that takes bytes and cannot sync stands for a disk whose sync fails.
 TEST_F(file, writes_nothing_more_after_a_failed_sync) {
     sync_mode("always");

@@ -27,22 +27,6 @@ TEST(messages, a_field_is_set_when_it_holds_something) {
     EXPECT_TRUE(message.isSet(4));
 }
 
-TEST(messages, copies_are_deep) {
-    const auto items = [](ZYSearchResp& response) {
-        return response.getObjectAccessor(true, true, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, true);
-    };
-    ZYSearchResp response;
-    items(response)->emplace_back().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0644);
-    ZYSearchResp copy(response), assigned;
-    assigned.setint64(99, 99, 1);
-    assigned = copy;
-    items(response)->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0);
-    for (ZYSearchResp* other : {&copy, &assigned}) {
-        EXPECT_EQ(0644, items(*other)->front().getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
-        EXPECT_FALSE(other->isSet(99));
-    }
-}
-
 TEST(messages, one_field_is_never_two_things) {
     CNMessageBase message(14, 31);
     message.setstring(1, 1, "text");

@@ -1,9 +1,6 @@
 // The verbs of the engine's fixture.
 #include "tests/server/engine_fixture.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include "server/sqlite_db.h"
 
 namespace index_server {
@@ -29,11 +26,9 @@ found_item read_item(GResultItem& item, const std::string& root) {
     found.name = item.getstring(3, 9);
     found.object = item.getstring(24, 51);
     found.version = item.getstring(37, 82);
-    found.parent = item.getstring(46, 103);
     found.size = item.getint64(33);
     found.mtime = item.getint64(34);
     const auto attributes = item.getObjectAccessor(true, false, 50, 110, 14, 32);
-    found.uid = attributes->getstring(1, 1);
     found.xattr = attributes->getstring(13, 19);
     found.mode = attributes->getint64(9);
     found.vtime = attributes->getint64(16);
@@ -65,9 +60,8 @@ apply_outcome engine_fixture::apply(const share& to, const std::vector<std::stri
 }
 
 apply_outcome engine_fixture::apply_bytes(const share& to, const std::string& bytes) {
-    const std::string path = directory + "/lines.zyf";
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-    return store->apply_collect_file(to, path);
+    scratch.put("lines.zyf", bytes);
+    return store->apply_collect_file(to, scratch / "lines.zyf");
 }
 
 void engine_fixture::add_filter(ZYSearchReq& request, const std::string& name, const std::vector<std::string>& values,
@@ -148,13 +142,6 @@ std::string engine_fixture::browse(const std::string& path, const asked& how) {
         if (!gone(item, how)) names += (names.empty() ? "" : " ") + item.name;
     }
     return names;
-}
-
-std::size_t engine_fixture::found_by(ZYSearchReq& asking) {
-    ZYSearchResp response;
-    store->search(docs, asking, response);
-    const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
-    return results->getlistobject<GResultItem>(1, 1, false)->size();
 }
 
 std::string engine_fixture::errors(ZYSearchReq& asking) {

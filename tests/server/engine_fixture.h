@@ -26,7 +26,7 @@ struct asked {
 };
 
 struct found_item {
-    std::string path, name, object, version, parent, uid, xattr;
+    std::string path, name, object, version, xattr;
     long long size = 0, mode = 0, mtime = 0, vtime = 0, dtime = 0;
     std::map<std::string, std::string> properties;
 };
@@ -50,8 +50,6 @@ protected:
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
     std::string browse(const std::string& path, const asked& how = {});
-    /// How many items an answer holds.
-    std::size_t found_by(KT5ContentIndexing::ZYSearchReq& request);
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 

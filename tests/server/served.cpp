@@ -84,16 +84,8 @@ std::string served::collect_path(const share_access& to) const {
            "&client=" + std::to_string(to.client_id) + "&job=0&type=28";
 }
 
-answer served::submit(const share_access& to, const std::string& content) {
-    return post(collect_path(to), to.token, content);
-}
-
 answer served::wait(const share_access& of, const std::string& id, long timeout_ms) {
     return get("/collect/transactions/" + id + "/wait?timeout_ms=" + std::to_string(timeout_ms), of.token);
-}
-
-answer served::close(const share_access& of, const std::string& id) {
-    return post("/collect/transactions/" + id + "/close", of.token, "");
 }
 
 answer served::last(const share_access& of) {

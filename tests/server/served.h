@@ -48,9 +48,13 @@ protected:
 
     answer get(const std::string& path, const std::string& token);
     answer post(const std::string& path, const std::string& token, const std::string& body);
-    answer submit(const share_access& to, const std::string& content);
+    answer submit(const share_access& to, const std::string& content) {
+        return post(collect_path(to), to.token, content);
+    }
     answer wait(const share_access& of, const std::string& id, long timeout_ms = 30000);
-    answer close(const share_access& of, const std::string& id);
+    answer close(const share_access& of, const std::string& id) {
+        return post("/collect/transactions/" + id + "/close", of.token, "");
+    }
     answer last(const share_access& of);
     /// A head with a token, as text.
     std::string head(const std::string& request, const share_access& as, const std::string& more);

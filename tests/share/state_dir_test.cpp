@@ -40,18 +40,6 @@ TEST_F(state_dir_test, directories_of_one_name_get_states_of_their_own_for_good)
     EXPECT_EQ(info.st_mode & 0777, 0700u);
 }
 
-TEST_F(state_dir_test, names_and_places_asked_for_are_kept_or_refused) {
-    const std::string one = directory("one/docs");
-    const std::string other = directory("other/docs");
-    EXPECT_EQ(state_for_directory(one, tree.at("state")).share_name, "docs");
-    EXPECT_THROW(state_for_directory(other, tree.at("state")), std::runtime_error);
-    EXPECT_THROW(state_for_directory(one, tree.at("state"), "named"), std::runtime_error);
-    EXPECT_EQ(state_for_directory(other, {}, "named").share_name, "named");
-    EXPECT_EQ(state_for_directory(other).share_name, "named") << "a directory keeps its state";
-    EXPECT_THROW(state_for_directory(one, {}, "named"), std::runtime_error);
-    EXPECT_THROW(state_for_directory(one, {}, "a/b"), std::runtime_error);
-}
-
 TEST_F(state_dir_test, one_process_at_a_time_and_the_other_learns_who) {
     const state_dir state = state_for_directory(directory("docs"));
     {

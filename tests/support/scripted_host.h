@@ -42,8 +42,6 @@ struct collect_script {
     };
     std::deque<outcome> submits;
     std::deque<outcome> waits;
-    CXoError query_error;
-    CXoError close_error;
     std::function<void()> on_wait;     ///< runs while the library waits for an outcome
     std::vector<std::string> batches;  ///< the bytes of each file that was accepted
     std::vector<std::string> calls;
@@ -62,7 +60,6 @@ struct http_script {
     int handles = 1000;  ///< pops that still give a handle
     std::vector<std::string> requests;
     std::vector<bool> puts;  ///< for each handle put back, whether its exchange failed
-    std::string url;
 };
 
 struct management_script {

@@ -141,12 +141,12 @@ CXoError CMarlCollectHandler::QueryLastTransaction(std::string& transaction_id, 
     host().collect.calls.push_back("query last");
     transaction_id = "T9";
     status = App::ProcessingStatus_QUEUED;
-    return host().collect.query_error;
+    return CXoError();
 }
 
 CXoError CMarlCollectHandler::CloseTransaction(const std::string& transaction_id) {
     host().collect.calls.push_back("close " + transaction_id);
-    return host().collect.close_error;
+    return CXoError();
 }
 
 class CurlWrapperCacheNode {};
@@ -165,10 +165,8 @@ void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
     delete node;
 }
 
-int GetCurlResponse2(CurlWrapperCacheNode*, std::string& url, std::string& request, std::string&,
-                     std::string& response) {
+int GetCurlResponse2(CurlWrapperCacheNode*, std::string&, std::string& request, std::string&, std::string& response) {
     const std::lock_guard guard(host().lock);
-    host().http.url = url;
     host().http.requests.push_back(request);
     const auto answer = take_front(host().http.answers, host().http.standing);
     response = answer.text;

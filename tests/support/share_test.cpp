@@ -73,14 +73,6 @@ void share_test::start_over() {
     ASSERT_EQ(init(), 0);
 }
 
-int share_test::update(const std::string& object, const std::string& more) {
-    return share->update_item(change_of(object, more));
-}
-
-int share_test::remove(const std::string& object, const std::string& more) {
-    return share->delete_item(change_of(object, "dtime=5 " + more));
-}
-
 void share_test::cycle() {
     reach::flush_event(*share)->set();
     reach::run_flush_cycle(*share);

@@ -28,8 +28,12 @@ protected:
     int add(const std::string& object, const std::string& more = "") {
         return share->add_item(change_of(object, more));
     }
-    int update(const std::string& object, const std::string& more = "");
-    int remove(const std::string& object, const std::string& more = "");
+    int update(const std::string& object, const std::string& more = "") {
+        return share->update_item(change_of(object, more));
+    }
+    int remove(const std::string& object, const std::string& more = "") {
+        return share->delete_item(change_of(object, "dtime=5 " + more));
+    }
     int rotate() { return reach::switch_cache(*share); }
     int deliver() { return reach::flush_internal(*share); }
     /// Wakes the flush thread's cycle and runs it here.
