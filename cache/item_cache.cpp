@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr std::size_t bucket_size = sizeof(void*);
+
 /// The first item of the key's chain that has the key and passes `matches`. An empty key matches nothing.
 template <class Matches>
 index_iface::index_iface_item* find_in_chain(const index_iface::index_iface_cache* cache, int num_buckets,
@@ -43,12 +45,12 @@ int length_of(const char* key, int key_len) {
 
 bool index_iface::alloc_buckets(index_iface_cache& cache) const {
     cache.buckets = static_cast<index_iface_item**>(
-        calloc(static_cast<std::size_t>(static_cast<std::int64_t>(num_buckets)), sizeof(index_iface_item*)));
+        calloc(static_cast<std::size_t>(static_cast<std::int64_t>(num_buckets)), bucket_size));
     return cache.buckets != nullptr;
 }
 
 int index_iface::alloc_caches() {
-    constexpr unsigned long size = sizeof(index_iface_item*);
+    constexpr unsigned long size = bucket_size;
     num_buckets = calc_hash_buckets(static_cast<int>(flush_after_count));
     if (!alloc_buckets(cache1)) {
         IIF_LOG_ERROR(

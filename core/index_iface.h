@@ -28,6 +28,8 @@ struct generic_cache;
 
 /// Order of calls: constructor, `init`, any mix of changes and queries from any threads, optionally `cleanup`, then the
 /// destructor with no call under way. Results are 0 or a positive errno value unless said otherwise.
+/// Where memory is missing the change operations say so by their result; all other operations may throw std::bad_alloc,
+/// with no lock left taken, and nothing else.
 ///
 /// Locks. `cl_lock` guards the caches and their role pointers, the two journal names, `journal_file`,
 /// `journal_file_num`, `at_startup`, and the writing of `flush_tries` and `reject_changes`. It is never held across

@@ -60,13 +60,6 @@ public:
         return static_cast<std::size_t>(got);
     }
 
-    /// Asked for when the body must be sent once more because a reused connection turned out to be dead.
-    static int seek(void* self, curl_off_t offset, int origin) {
-        if (origin != SEEK_SET) return CURL_SEEKFUNC_CANTSEEK;
-        static_cast<file_body*>(self)->offset_ = offset;
-        return CURL_SEEKFUNC_OK;
-    }
-
 private:
     descriptor file_;
     off_t size_ = 0;
@@ -175,8 +168,8 @@ void set_body_options(CURL* handle, const http_request& request, file_body* file
     set_option(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(file->size()));
     set_option(handle, CURLOPT_READFUNCTION, &file_body::read);
     set_option(handle, CURLOPT_READDATA, file);
-    set_option(handle, CURLOPT_SEEKFUNCTION, &file_body::seek);
-    set_option(handle, CURLOPT_SEEKDATA, file);
+    // A kept connection may be closed by the server while the body is on its way, which cannot be told from a refusal.
+    set_option(handle, CURLOPT_FRESH_CONNECT, 1L);
 }
 
 int error_number_of(CURLcode code) {

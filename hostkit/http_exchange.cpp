@@ -17,7 +17,7 @@ curl_pool& process_pool() {
 
 CXoError http_exchange(const http_request& request, http_answer& answer) {
     curl_handle handle = process_pool().take();
-    const CXoError error = exchange_on(handle.get(), request, answer);
+    CXoError error = exchange_on(handle.get(), request, answer);
     process_pool().give_back(std::move(handle), error.IsError());
     return error;
 }

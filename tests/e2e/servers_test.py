@@ -1,4 +1,4 @@
-"""Share hosts against an index server of its own: late, killed, shared by several, and answering nonsense."""
+"""Share hosts against an index server of its own: late, killed, and answering nonsense."""
 
 import http.client
 import http.server
@@ -7,7 +7,7 @@ import signal
 import threading
 import time
 
-from support import (CANNOT_REACH, DONE, NOT_FOUND, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
+from support import (CANNOT_REACH, DONE, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
                      make_plain_tree, output_of, paths_of, stop, wait_for, wait_for_text)
 
 SEARCH = "/ZYWebService.svc/doWebSearch"
@@ -94,30 +94,6 @@ def killed_servers_lose_nothing(scratch):
     assert scratch.journal_lines() == 0
 
 
-def shares_of_one_server_do_not_see_each_other(scratch):
-    server = Server(scratch)
-    hosts = []
-    for name in "one", "two":
-        tree = scratch.make(name)
-        os.mkdir(os.path.join(tree, "same"))
-        write(tree, "same", "file", text=name * 10)
-        write(tree, "same", f"only in {name}")
-        hosts.append(server.share(tree, scratch.path + "/state-" + name, "--share", name, "--rescan", "3600"))
-    for host in hosts:
-        wait_for_text(host, r"^4 objects")
-    guids = set()
-    for name, other in ("one", "two"), ("two", "one"):
-        where = ("--state", scratch.path + "/state-" + name)
-        assert scratch.find("/same/file", *where)["size"] == 30
-        assert sorted(scratch.names("/same", *where)) == ["file", f"only in {name}"]
-        assert scratch.find(f"/same/only in {other}", *where, expect=NOT_FOUND) is None
-        guids |= {scratch.find(path, *where)["object_guid"] for path in ("/", "/same", "/same/file")}
-    assert len(guids) == 6
-    # A share's token opens nothing of the other one.
-    for host in hosts:
-        stop(host)
-
-
 class Front:
     """Stands between a share host and its server, and spoils the answers to searches when told to."""
 
@@ -199,5 +175,4 @@ def a_spoiled_answer_is_never_an_empty_directory(scratch):
 
 
 if __name__ == "__main__":
-    main(a_share_waits_for_its_server, killed_servers_lose_nothing, shares_of_one_server_do_not_see_each_other,
-         a_spoiled_answer_is_never_an_empty_directory)
+    main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory)

@@ -1,10 +1,10 @@
-// Directories and path texts.
+// Directories, made and removed.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 
 #include "host/files.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
@@ -35,20 +35,6 @@ TEST(directories, are_made_with_parents_and_removed_without_what_links_in_them_p
     EXPECT_EQ(remove("gone", true, true), 0);
     EXPECT_EQ(remove("gone", true, false), ENOENT);
     EXPECT_EQ(remove("kept/file", true, true), ENOTDIR);
-}
-
-TEST(path_texts, are_joined_with_one_separator_and_formatted_at_any_length) {
-    const auto joined = [](std::string path, const std::string& name) {
-        return FXPath::Append(path, name, 0) ? path : "refused " + path;
-    };
-    EXPECT_EQ(joined("/a//", "/b/"), "/a/b/");
-    EXPECT_EQ(joined("/", "b"), "/b");
-    EXPECT_EQ(joined("", "b"), "b");
-    EXPECT_EQ(joined("/a", ""), "refused /a");
-    for (const std::size_t length : {511U, 512U, 5000U}) {
-        const std::string text(length, 'x');
-        EXPECT_EQ(FXString::Format("<%s>", text.c_str()), "<" + text + ">");
-    }
 }
 
 }  // namespace

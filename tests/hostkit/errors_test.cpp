@@ -1,39 +1,11 @@
-// What an error keeps, also when memory is missing. The program's own operator new counts one thread's allocations
-// down.
+// What an error keeps, also when memory is missing.
 #include "hostkit/errors.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <new>
 
-namespace {
-
-thread_local int allocations_left = -1;  // below 0: no limit
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    if (allocations_left == 0) throw std::bad_alloc();
-    if (allocations_left > 0) --allocations_left;
-    void* memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#include "tests/hostkit/scarce_memory.h"
 
 namespace {
 

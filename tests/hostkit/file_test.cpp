@@ -8,7 +8,7 @@
 
 #include "host/files.h"
 #include "hostkit/settings.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
@@ -71,21 +71,6 @@ TEST_F(file, tells_a_short_write_from_a_failed_one_and_repeats_neither) {
     EXPECT_EQ(scratch.text_of("full"), "0123456789");
 }
 
-TEST_F(file, writes_the_same_bytes_in_every_sync_mode_and_refuses_an_unknown_one) {
-    for (const std::string sync : {"none", "always", "interval:1", "interval:3600000"}) {
-        sync_mode(sync);
-        ASSERT_EQ(open(scratch / sync, new_journal), 0) << sync;
-        EXPECT_EQ(write("a|"), 0);
-        EXPECT_EQ(write("b|"), 0);
-        EXPECT_EQ(scratch.text_of(sync), "a|b|");
-    }
-    for (const std::string sync : {"", "Always", "interval:0", "interval:-1", "interval:5s"}) {
-        sync_mode(sync);
-        EXPECT_EQ(open(scratch / "never", new_journal), EINVAL) << sync;
-    }
-    EXPECT_FALSE(std::filesystem::exists(scratch / "never"));
-}
-
 // A device that takes bytes and cannot sync stands for a disk whose sync fails.
 TEST_F(file, writes_nothing_more_after_a_failed_sync) {
     sync_mode("always");
@@ -104,25 +89,6 @@ TEST_F(file, syncs_what_an_interval_owes_before_it_makes_the_next_file) {
     EXPECT_EQ(open(scratch / "next", new_journal), EINVAL);
     EXPECT_FALSE(std::filesystem::exists(scratch / "next"));
     EXPECT_EQ(open(scratch / "next", new_journal), 0);
-}
-
-TEST_F(file, copies_whole_files_over_the_target_or_leaves_it_alone) {
-    const std::string large(3 * 1024 * 1024 + 17, 'x');
-    scratch.put("large", large);
-    scratch.put("target", "former");
-    const auto copy = [&](const std::string& from, const std::string& to) {
-        return FXErrorUtil::GetErrNo(CXoFile::Copy((scratch / from).c_str(), (scratch / to).c_str()));
-    };
-    EXPECT_EQ(copy("large", "target"), 0);
-    EXPECT_TRUE(scratch.text_of("target") == large);
-    EXPECT_EQ(copy("large", "large"), 0);
-    EXPECT_TRUE(scratch.text_of("large") == large);
-    EXPECT_EQ(copy("missing", "target"), ENOENT);
-    EXPECT_TRUE(scratch.text_of("target") == large);
-    std::filesystem::create_directory(scratch / "directory");
-    EXPECT_NE(copy("large", "directory"), 0);
-    using entries = std::filesystem::directory_iterator;
-    EXPECT_EQ(std::distance(entries(scratch / "."), entries()), 3) << "a temporary file was left";
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "hostkit/log.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

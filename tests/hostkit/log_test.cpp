@@ -6,18 +6,12 @@
 
 #include <stdexcept>
 
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
-class log : public testing::Test {
-protected:
-    void TearDown() override { g_ptrLogWriter.reset(); }
-
-    scratch_directory scratch;
-};
-
-TEST_F(log, takes_lines_up_to_its_level_and_prepares_no_others) {
+TEST(log, takes_lines_up_to_its_level_prepares_no_others_and_lets_no_name_forge_one) {
+    const scratch_directory scratch;
     int prepared = 0;
     HOSTKIT_LOG(-1, "%d", ++prepared);
     hostkit::open_log({.level = 2, .file = scratch / "log"});
@@ -32,6 +26,7 @@ TEST_F(log, takes_lines_up_to_its_level_and_prepares_no_others) {
     EXPECT_TRUE(second.ends_with(" -1 name [a\\x0A2024-01-01 0 -1 forged\\x1B[2J {} %s]\n")) << text;
     scratch.put("plain", "");
     EXPECT_THROW(hostkit::open_log({.level = 1, .file = scratch / "plain/log"}), std::runtime_error);
+    g_ptrLogWriter.reset();
 }
 
 }  // namespace

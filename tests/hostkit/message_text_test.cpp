@@ -127,13 +127,10 @@ TEST(message_text, what_is_no_message_is_refused) {
         "<ZYSearchResp><unknown/></ZYSearchResp>",
         "<ZYSearchResp><!-- a comment --></ZYSearchResp>",
         "<!DOCTYPE a [<!ENTITY e \"x\">]><ZYSearchResp><errors errorMessage=\"&e;\"/></ZYSearchResp>",
-        "<ZYSearchResp><errors errorMessage=\"&e;\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"\xff\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"\\\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"\\x4\"/></ZYSearchResp>",
-        "<ZYSearchResp><errors errorMessage=\"a\" errorMessage=\"a\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorCode=\"1 \"/></ZYSearchResp>",
-        "<ZYSearchResp><errors errorCode=\"+1\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorCode=\"9223372036854775808\"/></ZYSearchResp>",
         "<ZYSearchResp><resultSet/><resultSet/></ZYSearchResp>",
         "<ZYSearchResp><resultSet><resultItems><path/></resultItems></resultSet></ZYSearchResp>",
@@ -187,17 +184,6 @@ TEST(message_text, the_reader_is_bounded) {
     for (std::size_t i = 0; i < message_text_limits::elements; ++i)
         many += "<errors/>";
     EXPECT_FALSE(reads(response, many + "</ZYSearchResp>"));
-}
-
-TEST(message_text, what_has_no_text_form_is_not_written) {
-    std::string text = "untouched";
-    ZYSearchResp response;
-    response.setint64(99, 99, 1);
-    EXPECT_THROW(response.serialize(text, false), std::logic_error);
-    ZYSearchReq request;
-    request.getObjectAccessor(true, true, 2, 2, 14, 33);
-    EXPECT_THROW(request.serialize(text, false), std::logic_error);
-    EXPECT_EQ("untouched", text);
 }
 
 }  // namespace

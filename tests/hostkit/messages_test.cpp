@@ -9,22 +9,6 @@ namespace {
 
 using namespace KT5ContentIndexing;
 
-TEST(messages, integers_go_by_the_number_and_the_rest_by_the_pair) {
-    GResultItem item;
-    item.setint64(26, 26, -7);
-    item.getObjectAccessor(true, true, 26, 56, 14, 26)
-        ->getlistobject<NameValueMap>(1, 1, true)
-        ->emplace_back()
-        .setstring(1, 1, "a");
-    item.setint64(26, 99, 8);
-    item.setstring(2, 5, "/x");
-    EXPECT_EQ(8, item.getint64(26)) << "the tag of an integer does not matter";
-    EXPECT_EQ("/x", item.getstring(2, 5));
-    EXPECT_EQ("", item.getstring(2, 6));
-    const auto properties = item.getObjectAccessor(true, false, 26, 56, 14, 26);
-    EXPECT_EQ("a", properties->getlistobject<NameValueMap>(1, 1, false)->at(0).getstring(1, 1));
-}
-
 TEST(messages, a_field_is_set_when_it_holds_something) {
     CNMessageBase message(14, 31);
     EXPECT_EQ("", message.getstring(2, 5));
@@ -41,47 +25,6 @@ TEST(messages, a_field_is_set_when_it_holds_something) {
     EXPECT_FALSE(message.isSet(4)) << "a list without elements holds no value";
     message.getliststring(4, 4, true)->push_back("x");
     EXPECT_TRUE(message.isSet(4));
-}
-
-TEST(messages, references_and_handles_survive_other_fields) {
-    CNMessageBase message(14, 31);
-    message.setstring(50, 1, "kept");
-    const std::string& text = message.getstringByRef(50, 1);
-    auto child = message.getObjectAccessor(true, true, 60, 1, 14, 33);
-    auto list = message.getliststring(70, 1, true);
-    for (short field = 1; field < 50; ++field)
-        message.setstring(field, 1, "other");
-    child->setint64(1, 1, 5);
-    list->push_back("x");
-    EXPECT_EQ("kept", text);
-    EXPECT_EQ(5, message.getObjectAccessor(true, false, 60, 1, 14, 33)->getint64(1));
-    EXPECT_EQ(1u, message.getliststring(70, 1, false)->size());
-}
-
-TEST(messages, copies_are_deep) {
-    const auto items = [](ZYSearchResp& response) {
-        return response.getObjectAccessor(true, true, 7, 13, 14, 33)->getlistobject<GResultItem>(1, 1, true);
-    };
-    ZYSearchResp response;
-    items(response)->emplace_back().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0644);
-    ZYSearchResp copy(response), assigned;
-    assigned.setint64(99, 99, 1);
-    assigned = copy;
-    items(response)->front().getObjectAccessor(true, true, 50, 110, 14, 32)->setint64(9, 9, 0);
-    for (ZYSearchResp* other : {&copy, &assigned}) {
-        EXPECT_EQ(0644, items(*other)->front().getObjectAccessor(true, false, 50, 110, 14, 32)->getint64(9));
-        EXPECT_FALSE(other->isSet(99));
-    }
-}
-
-TEST(messages, a_child_set_as_a_copy_can_be_read_by_its_class_and_without) {
-    CNMessageBase request(30, 401);
-    ZyEntities::UserEntity user;
-    user.setstring(2, 5, "index");
-    request.setObjectAccessor(&user, 5, 5);
-    user.setstring(2, 5, "changed");
-    EXPECT_EQ("index", request.getObjectAccessor(true, false, 5, 5, 18, 15)->getstring(2, 5));
-    EXPECT_EQ("index", request.getObjectAccessor<ZyEntities::UserEntity>(true, false, 5, 5, 18, 15)->getstring(2, 5));
 }
 
 TEST(messages, one_field_is_never_two_things) {

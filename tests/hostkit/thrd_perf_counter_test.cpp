@@ -7,7 +7,7 @@
 
 #include "host/perf_counter.h"
 #include "hostkit/log.h"
-#include "tests/hostkit/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <sstream>
+
 #include "hostkit/settings.h"
 #include "observability/index_iface_perf.h"
 #include "tests/support/share_test.h"
@@ -26,9 +28,10 @@ protected:
         clear_log();
         index_iface_log_perf_counters("now");
         std::string text;
-        for (const scripted::log_line& line : scripted::take_log()) {
-            const std::size_t at = line.text.find("count ");
-            if (at != std::string::npos) text += std::to_string(std::stoi(line.text.substr(at + 6))) + " ";
+        std::istringstream lines(log());
+        for (std::string line; std::getline(lines, line);) {
+            const std::size_t at = line.find("count ");
+            if (at != std::string::npos) text += std::to_string(std::stoi(line.substr(at + 6))) + " ";
         }
         return text;
     }

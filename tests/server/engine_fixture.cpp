@@ -1,9 +1,6 @@
 // The verbs of the engine's fixture.
 #include "tests/server/engine_fixture.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include "server/sqlite_db.h"
 
 namespace index_server {
@@ -18,15 +15,9 @@ using KT5ContentIndexing::ZYSearchGroup;
 using KT5ContentIndexing::ZYSearchReq;
 using KT5ContentIndexing::ZYSearchResp;
 
-constexpr const char* columns_before =
-    "BACKUPTIME,SIZEINKB,MODIFIEDTIME,CONTENTID,ZY_TURBO_GUID,AFILEID,AFILEOFFSET,REALMNO,FILE_NAME,FILE_FOLDER,"
-    "DATA_TYPE,APPID,GLOBAL_TICKS,PARENT_GUID,CISTATE,IS_EXTENT_PRESENT,ENTITY_MODE,FILE_CHANGE_TIME,";
-constexpr const char* usual_columns =
-    "custom_*,OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,DELETED_TIME,"
-    "LINK_TARGET,EXTENDED_ATTR";
-constexpr const char* cloud_columns =
-    "OWNER,FILE_READACLS,FILE_ACCESSEDTIME,DATE_DELETED,EXTENT_NUMBER,VERSION_TIME,EXTENT_SIZE,LINK_TARGET,cust_*,"
-    "EXTENDED_ATTR";
+const std::string columns =
+    "SIZEINKB,MODIFIEDTIME,FILE_NAME,PARENT_GUID,ENTITY_MODE,DATE_DELETED,VERSION_TIME,OWNER,"
+    "LINK_TARGET,EXTENDED_ATTR,EXTENT_NUMBER,IS_EXTENT_PRESENT,";
 
 found_item read_item(GResultItem& item, const std::string& root) {
     found_item found;
@@ -39,7 +30,6 @@ found_item read_item(GResultItem& item, const std::string& root) {
     found.size = item.getint64(33);
     found.mtime = item.getint64(34);
     const auto attributes = item.getObjectAccessor(true, false, 50, 110, 14, 32);
-    found.uid = attributes->getstring(1, 1);
     found.xattr = attributes->getstring(13, 19);
     found.mode = attributes->getint64(9);
     found.vtime = attributes->getint64(16);
@@ -56,16 +46,8 @@ found_item read_item(GResultItem& item, const std::string& root) {
 }  // namespace
 
 engine_fixture::engine_fixture() {
-    std::string made = (std::filesystem::temp_directory_path() / "engine_test_XXXXXX").string();
-    if (::mkdtemp(made.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    directory = made;
-    store = open_sqlite_engine(directory);
+    reopen();
     docs = store->register_share("docs");
-}
-
-engine_fixture::~engine_fixture() {
-    store.reset();
-    std::filesystem::remove_all(directory);
 }
 
 void engine_fixture::reopen() {
@@ -81,9 +63,8 @@ apply_outcome engine_fixture::apply(const share& to, const std::vector<std::stri
 }
 
 apply_outcome engine_fixture::apply_bytes(const share& to, const std::string& bytes) {
-    const std::string path = directory + "/lines.zyf";
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-    return store->apply_collect_file(to, path);
+    scratch.put("lines.zyf", bytes);
+    return store->apply_collect_file(to, scratch / "lines.zyf");
 }
 
 void engine_fixture::add_filter(ZYSearchReq& request, const std::string& name, const std::vector<std::string>& values,
@@ -129,8 +110,8 @@ ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::st
     add_filter(made, "DATA_TYPE", {"1", "2", "3", "4", "5", "6", "7", "8"}, 0);
     if (how.at != 0 && !extents) add_option(made, "ENABLE_ALL_VERSIONS", "true");
     add_option(made, "RESPONSE_FIELD_LIST",
-               std::string(what == ask_for::guid ? "FAST_URL," : "") + columns_before +
-                   (how.cloud_columns ? cloud_columns : usual_columns));
+               (what == ask_for::guid ? "FAST_URL," : "") + columns +
+                   (how.cloud_columns ? "cust_*" : "custom_*,DELETED_TIME"));
     if (extents) add_option(made, "ENABLE_EXTENT_SEARCH", "true");
     if (how.fold_case) add_option(made, "CASE_INSENSITIVE", "true");
     if (what == ask_for::extents || (!one && !extents && how.at != 0)) {

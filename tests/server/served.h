@@ -1,4 +1,4 @@
-// A running index server on a store in memory, and clients that talk to it over real sockets.
+// A running index server, and clients that talk to it over real sockets.
 #pragma once
 
 #include <future>
@@ -7,10 +7,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/json.hpp>
 
 #include "server/index_server.h"
-#include "tests/server/memory_engine.h"
+#include "tests/server/knob_engine.h"
+#include "tests/support/scratch_directory.h"
 
 namespace index_server {
 
@@ -25,16 +27,14 @@ struct answer {
 class raw_client {
 public:
     explicit raw_client(unsigned short port);
-    ~raw_client();
-    raw_client(raw_client&& other) noexcept;
-    void send(const std::string& bytes);
-    void end_sending();
+    void send(const std::string& bytes) { stream_ << bytes << std::flush; }
+    void end_sending() { stream_.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send); }
     /// All that arrives until `mark` is among it, or the server closes.
     std::string read_until(const std::string& mark);
     std::string read_to_end() { return read_until(""); }
 
 private:
-    int socket_;
+    boost::asio::ip::tcp::iostream stream_;
 };
 
 /// The fixture: a fresh data directory, two shares, and verbs.
@@ -48,20 +48,25 @@ protected:
 
     answer get(const std::string& path, const std::string& token);
     answer post(const std::string& path, const std::string& token, const std::string& body);
-    answer submit(const share_access& to, const std::string& content);
+    answer submit(const share_access& to, const std::string& content) {
+        return post(collect_path(to), to.token, content);
+    }
     answer wait(const share_access& of, const std::string& id, long timeout_ms = 30000);
-    answer close(const share_access& of, const std::string& id);
+    answer close(const share_access& of, const std::string& id) {
+        return post("/collect/transactions/" + id + "/close", of.token, "");
+    }
     answer last(const share_access& of);
     /// A head with a token, as text.
     std::string head(const std::string& request, const share_access& as, const std::string& more);
     std::string collect_path(const share_access& to) const;
     std::vector<std::string> spooled() const;
-    /// Puts what a killed server leaves: a record, and a file of that name in the spool.
-    void leave_record(const std::string& id, std::int64_t subclient_id);
+    /// Leaves what a killed server leaves: a file of that name in the spool.
     void leave_file(const std::string& name, const std::string& content);
+    /// The engine of a server that does not run.
+    std::unique_ptr<engine> stored() const { return open_sqlite_engine(settings_.data_dir); }
 
-    std::string directory_;
-    memory_store store_;
+    const scratch_directory scratch_;
+    engine_knobs store_;
     server_settings settings_;
     std::unique_ptr<index_server> server_;
     share_access docs_;

@@ -46,10 +46,6 @@ TEST_F(control_test, a_change_takes_every_field_and_a_query_gives_it_back) {
     const json::object listed = ask_json(R"({"op":"browse_by_path","share":"docs","fields":{"path":"/"}})");
     EXPECT_EQ(listed.at("items").as_array().size(), 1u);
     EXPECT_EQ(ask(R"({"op":"find_by_path","fields":{"path":"/none"}})"), R"({"ret":2})");
-    EXPECT_EQ(ask(R"({"op":"flush","timeout_ms":5})"), R"({"ret":0})");
-}
-
-TEST_F(control_test, results_pass_through_and_the_version_second_comes_back) {
     index.refusals = {EIO};
     EXPECT_EQ(ask(add_with(R"("vtime_sec":5)")), R"({"ret":5,"vtime_sec":5})");
 }
@@ -84,7 +80,6 @@ TEST_F(control_test, every_operation_of_the_library_is_reached_by_its_name) {
 TEST_F(control_test, what_is_wrong_is_named) {
     const std::map<std::string, std::string> cases = {
         {"", "no JSON"},
-        {"{", "no JSON"},
         {"[]", "no JSON object"},
         {R"({"op":"add_item","props":{"path":"/)"
          "\xff"
@@ -105,31 +100,19 @@ TEST_F(control_test, what_is_wrong_is_named) {
         {R"({"op":"log_perf_counters"})", "text is missing"},
         {R"({"op":"log_perf_counters","text":"a\nb"})", "text has a character"},
         {R"({"op":"flush","share":"other"})", "unknown share other"},
-        {R"({"op":"flush","share":1})", "share is missing or not a text"},
         {R"({"op":"flush","timeout":1})", "unknown member timeout"},
-        {R"({"op":"flush","timeout_ms":-1})", "timeout_ms is out of its range"},
-        {R"({"op":"add_item"})", "props is missing"},
         {R"({"op":"find_by_path","fields":{}})", "path is missing in fields"},
         {R"({"op":"find_by_path","fields":{"path":""}})", "path does not begin with /"},
         {R"({"op":"find_by_path","fields":{"path":"/a","object":"x"}})", "unknown field object"},
         {R"({"op":"find_by_path","fields":{"path":"/a","before_time":9223372037}})", "before_time is out of"},
-        {R"({"op":"find_by_path","fields":{"path":"/a","before_time":1.5}})", "before_time is not a whole number"},
         {add_with(R"("idx_ops":1)"), "unknown field idx_ops"},
-        {add_with(R"("size":"1")"), "size is not a whole number"},
         {add_with(R"("size":9223372036854775808)"), "size is out of its range"},
         {add_with(R"("size":-1)"), "means not set"},
         {add_with(R"("mode":4294967296)"), "mode is out of its range"},
-        {add_with(R"("mode":-1)"), "mode is out of its range"},
-        {add_with(R"("extent_type":2147483648)"), "extent_type is out of its range"},
-        {add_with(R"("path":"a")"), "path does not begin with /"},
         {add_with(R"("path":"/a|b")"), "path has a character"},
-        {add_with(R"("object_guid":"<")"), "object_guid has a character"},
-        {add_with(R"("link_target":"a\n")"), "link_target has a character"},
         {add_with(R"("xattr":"\u0000")"), "xattr has a character"},
-        {add_with(R"("custom_props":[])"), "custom_props is not an object"},
         {add_with(R"("custom_props":{"k":""})"), "custom_props.k is empty"},
         {add_with(R"("custom_props":{"k":"a:b"})"), "custom_props.k has a character"},
-        {add_with(R"("custom_props":{"k:":"v"})"), "custom_props.k: has a character"},
     };
     for (const auto& [line, problem] : cases)
         EXPECT_THAT(error_of(line), HasSubstr(problem)) << line;
@@ -180,12 +163,7 @@ TEST_F(control_socket_test, ends_with_connections_open_and_takes_over_a_stale_so
     control_client waiting(path);
     server.reset();
     EXPECT_THROW(waiting.ask(flush_line), std::system_error);
-    try {
-        control_client late(path);
-        FAIL() << "nobody serves";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code().value(), ENOENT);
-    }
+    EXPECT_THROW(control_client{path}, std::system_error);
     // What a killed process leaves behind.
     const control_server killed(path, {{"docs", &index}});
     server.emplace(path, served_shares{{"docs", &index}});

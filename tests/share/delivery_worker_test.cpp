@@ -79,14 +79,5 @@ TEST_F(delivery_worker_test, ending_wakes_the_waiting_and_tells_whether_the_flus
     EXPECT_FALSE(worker.deliver(1h, stop.get_token()).fresh) << "no further flush begins";
 }
 
-TEST_F(delivery_worker_test, a_stop_ends_the_waiting) {
-    auto waiting = request();
-    flush.begun.acquire();
-    stop.request_stop();
-    EXPECT_FALSE(waiting.get().fresh);
-    flush.end_with(0);
-    EXPECT_TRUE(worker.end(std::chrono::steady_clock::now() + 1h));
-}
-
 }  // namespace
 }  // namespace share_host

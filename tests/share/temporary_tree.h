@@ -2,34 +2,19 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 
 #include "share/object_record.h"
+#include "tests/support/scratch_directory.h"
 
 namespace share_host {
 
 class temporary_tree {
 public:
-    temporary_tree() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "share_test_XXXXXX").string();
-        if (!::mkdtemp(pattern.data())) throw std::runtime_error("cannot make a temporary directory");
-        path = pattern;
-    }
-    ~temporary_tree() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    temporary_tree(const temporary_tree&) = delete;
-    temporary_tree& operator=(const temporary_tree&) = delete;
-
-    std::string at(const std::string& below) const { return path + "/" + below; }
-    void write(const std::string& below, const std::string& text = "text") const { std::ofstream(at(below)) << text; }
+    std::string at(const std::string& below) const { return place / below; }
+    void write(const std::string& below, const std::string& text = "text") const { place.put(below, text); }
     void make_directory(const std::string& below) const { std::filesystem::create_directories(at(below)); }
     void hard_link(const std::string& to, const std::string& name) const {
         std::filesystem::create_hard_link(at(to), at(name));
@@ -49,7 +34,8 @@ public:
         return result;
     }
 
-    std::string path;
+    const scratch_directory place;
+    const std::string path = place.path();
 };
 
 }  // namespace share_host

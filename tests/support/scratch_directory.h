@@ -11,7 +11,7 @@
 class scratch_directory {
 public:
     scratch_directory() {
-        std::string name = std::filesystem::temp_directory_path() / "hostkit_test.XXXXXX";
+        std::string name = std::filesystem::temp_directory_path() / "index_iface_test.XXXXXX";
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no scratch directory");
         path_ = name;
     }
@@ -22,6 +22,7 @@ public:
     scratch_directory(const scratch_directory&) = delete;
     scratch_directory& operator=(const scratch_directory&) = delete;
 
+    const std::string& path() const { return path_; }
     std::string operator/(const std::string& name) const { return path_ + '/' + name; }
 
     void put(const std::string& name, const std::string& text) const {

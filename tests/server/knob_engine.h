@@ -1,0 +1,89 @@
+// The storage engine as the HTTP side is tested on it: its records are the real ones, its applications wait and fail
+// when told to.
+#pragma once
+
+#include <condition_variable>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "server/engine.h"
+
+namespace index_server {
+
+/// What the engines of all runs of one server share.
+struct engine_knobs {
+    std::mutex mutex;  // guards everything here
+    std::condition_variable changed;
+    std::vector<std::string> applied;                                      // contents, in the order of application
+    std::size_t applying = 0;                                              // applications under way
+    bool hold_back = false;                                                // applications wait until this is false
+    App::ProcessingStatus refused_status = App::ProcessingStatus_UNKNOWN;  // storing this one fails
+
+    void hold_applications(bool hold = true) {
+        const std::lock_guard lock(mutex);
+        hold_back = hold;
+        changed.notify_all();
+    }
+    void let_go() { hold_applications(false); }
+    void refuse(App::ProcessingStatus status) {
+        const std::lock_guard lock(mutex);
+        refused_status = status;
+    }
+    void wait_until_applying(std::size_t count) {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return applying == count; });
+    }
+};
+
+class knob_engine : public engine {
+public:
+    knob_engine(const std::string& directory, engine_knobs& knobs)
+        : real_(open_sqlite_engine(directory)), knobs_(knobs) {}
+
+    share register_share(const std::string& name) override { return real_->register_share(name); }
+    std::vector<share> shares() override { return real_->shares(); }
+    std::optional<share> share_of_subclient(std::int64_t id) override { return real_->share_of_subclient(id); }
+    void add_token(const token_grant& grant) override { real_->add_token(grant); }
+    std::vector<token_grant> tokens() override { return real_->tokens(); }
+    std::optional<transaction_record> transaction(const std::string& id) override { return real_->transaction(id); }
+    std::optional<transaction_record> last_transaction(std::int64_t id) override { return real_->last_transaction(id); }
+    std::vector<transaction_record> open_transactions() override { return real_->open_transactions(); }
+    void put_transaction(const transaction_record& record) override {
+        const std::lock_guard lock(knobs_.mutex);
+        if (record.status == knobs_.refused_status) throw std::runtime_error("the disk is full");
+        real_->put_transaction(record);
+    }
+    /// "bad" is refused at line 7, "broken" throws, anything else is applied.
+    apply_outcome apply_collect_file(const share&, const std::string& path) override {
+        std::ifstream file(path, std::ios::binary);
+        const std::string content(std::istreambuf_iterator<char>(file), {});
+        std::unique_lock lock(knobs_.mutex);
+        ++knobs_.applying;
+        knobs_.changed.notify_all();
+        knobs_.changed.wait(lock, [this] { return !knobs_.hold_back; });
+        --knobs_.applying;
+        if (content == "broken") throw std::runtime_error("the database is gone");
+        if (content == "bad") return {false, 7, 7, "line 7: no such tag"};
+        knobs_.applied.push_back(content);
+        return {true, 1, 0, ""};
+    }
+    /// One result, named like the share.
+    void search(const share& target, KT5ContentIndexing::ZYSearchReq&,
+                KT5ContentIndexing::ZYSearchResp& response) override {
+        auto results = response.getObjectAccessor(true, true, 7, 13, 14, 33);
+        results->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true)
+            ->emplace_back()
+            .setstring(3, 9, target.name);
+    }
+
+private:
+    const std::unique_ptr<engine> real_;
+    engine_knobs& knobs_;
+};
+
+}  // namespace index_server
