@@ -4,11 +4,9 @@
 //        ^---- init() fails ----'         cleanup() from any of them; then only the destructor is meaningful
 #include "core/index_iface.h"
 
-#include "core/allocation.h"
 #include "core/lock_guards.h"
 #include "core/log_line.h"
 #include "core/polled.h"
-#include "flush/event.h"
 #include "observability/index_iface_perf.h"
 
 index_iface::index_iface(args& arguments)
@@ -65,14 +63,7 @@ index_iface::~index_iface() {
         std::swap(last_journal, journal_file);
     }
     delete last_journal;
-    term_thread();
-    delete_and_clear(flush_thread);
-    delete_and_clear(cl_lock);
-    delete_and_clear(flush_event);
-    free_caches();
-    delete_and_clear(curl_cache);
-    delete_and_clear(collect_handler);
-    delete_and_clear(root_dir_props);
+    tear_down();
     release_management_objects();
     index_iface_log_perf_counters("index_iface::~index_iface()");
 }

@@ -18,7 +18,8 @@ using namespace std::chrono_literals;
 constexpr std::chrono::seconds longest_pause = 30s;
 
 std::string describe_start_failure(int ret) {
-    if (ret < 0) return "the index server does not answer, or does not know this share";
+    // Start-up answers EINVAL where the management exchange failed; damaged journals were refused before it.
+    if (ret < 0 || ret == EINVAL) return "the index server does not answer, or does not know this share";
     if (ret == EIO) return "the index server reports an error, or did not take the changes of the last run";
     return std::strerror(ret);
 }

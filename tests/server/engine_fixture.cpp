@@ -17,7 +17,7 @@ using KT5ContentIndexing::ZYSearchResp;
 
 const std::string columns =
     "SIZEINKB,MODIFIEDTIME,FILE_NAME,PARENT_GUID,ENTITY_MODE,DATE_DELETED,VERSION_TIME,OWNER,"
-    "LINK_TARGET,EXTENDED_ATTR,EXTENT_NUMBER,IS_EXTENT_PRESENT,";
+    "LINK_TARGET,EXTENDED_ATTR,EXTENT_NUMBER,EXTENT_SIZE,IS_EXTENT_PRESENT,";
 
 found_item read_item(GResultItem& item, const std::string& root) {
     found_item found;
