@@ -1,5 +1,6 @@
 // Every single call of the host and every single allocation fails once, and then all from that one on: what was
 // answered with success reaches the index, nothing else breaks, and the share recovers.
+#include "hostkit/errors.h"
 #include "tests/support/share_test.h"
 
 namespace {
@@ -220,4 +221,44 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
             }
         }
     }
+}
+
+TEST_F(fault, refusal_lasts_until_time_brings_a_delivery_that_succeeds) {
+    arguments.flush_after_seconds = 5;
+    ASSERT_EQ(init(), 0);
+    add("a");
+    cycle();
+    add("b");
+    const auto begin = host().now_ms;
+    scripted::fail_call(1, {true, false});
+    for (int round = 1; round <= 6; ++round) {
+        reach::run_flush_cycle(*share);  // a round that could not begin its journal counts as a try and no more
+        EXPECT_EQ(reach::flush_tries(*share), round);
+        EXPECT_EQ(host().now_ms - begin, 5000u * static_cast<unsigned>(round));
+    }
+    EXPECT_EQ(add("c"), 5);
+    EXPECT_EQ(rename("b", "/d/b", "path=/d/b2"), 5);
+    scripted::fail_call(0);
+    EXPECT_EQ(share->flush(), 5);
+    EXPECT_EQ(add("c"), 5);
+    reach::run_flush_cycle(*share);
+    EXPECT_EQ(add("c"), 0);
+    EXPECT_EQ(times(host().collect.completed, "<BAP>b|"), 1);
+}
+
+TEST_F(fault, transaction_left_open_fails_the_attempt_whether_it_can_be_closed_or_not) {
+    const CXoError open = hostkit::make_service_error(3021, EBUSY, "open"), broken = FXErrorUtil::ErrorErrNo(EPIPE);
+    const char* const unknown = "INDEX_IFACE: Error: could not get the last transaction id, err [";
+    const char* const stuck = "INDEX_IFACE: Error: could not close the transaction [T9], err [";
+    ASSERT_EQ(init(), 0);
+    add("a");
+    ASSERT_EQ(rotate(), 0);
+    for (const char* message : {unknown, stuck}) {
+        host().collect.submits = {{open, App::ProcessingStatus_UNKNOWN}};
+        (message == unknown ? host().collect.query_error : host().collect.close_error) = broken;
+        EXPECT_EQ(deliver(), EBUSY);
+        EXPECT_EQ(times_logged(message, -1), 1);
+        host().collect.query_error = CXoError();
+    }
+    EXPECT_EQ(deliver(), 0);
 }
