@@ -19,18 +19,3 @@ TEST_F(item_cache, bucket_counts_and_hash_values_are_the_worked_ones) {
     }
     EXPECT_STREQ(cache->buckets[295]->hash_next->key, "abc");
 }
-
-TEST_F(item_cache, duplicates_stand_side_by_side_and_the_newest_is_found) {
-    ASSERT_EQ(init(), 0);
-    add("o", "version=v1"), add("o", "version=v2"), add("O");
-    auto* cache = reach::cur_cache(*share);
-    EXPECT_EQ(items(cache), "o:1:v1 o:1:v2 O:1:v1");
-    EXPECT_EQ(reach::find_item_with_key(*share, cache, "o", -1)->props->version_guid, "v2");
-    for (const char* key : {static_cast<const char*>(nullptr), ""}) {
-        EXPECT_EQ(reach::insert_to_cache(*share, cache, key, static_cast<index_iface_props*>(nullptr)), 1);
-    }
-    EXPECT_EQ(reach::find_item_with_key(*share, cache, "", -1), nullptr);
-    reach::delete_cached_items(*share, cache);
-    EXPECT_EQ(cache->num_items, 0);
-    EXPECT_EQ(reach::find_item_with_key(*share, cache, "o", -1), nullptr);
-}

@@ -48,18 +48,3 @@ TEST_F(rotation, failed_creation_is_taken_back_and_counted_as_a_try) {
     EXPECT_EQ(deliver(), 0);
     EXPECT_EQ(add("c"), 0);
 }
-
-TEST_F(rotation, refusal_starts_above_five_tries_whatever_the_call_finds) {
-    for (const bool outstanding : {false, true}) {
-        for (const int tries : {5, 6}) {
-            start_over();
-            if (outstanding) {
-                add("a");
-                EXPECT_EQ(rotate(), 0);
-            }
-            reach::flush_tries(*share) = tries;
-            EXPECT_EQ(rotate(), outstanding ? 16 : 11);
-            EXPECT_EQ(reach::reject_changes(*share), tries == 6);
-        }
-    }
-}

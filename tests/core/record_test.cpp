@@ -22,9 +22,4 @@ TEST_F(record, merge_takes_what_is_set_and_keeps_identity_and_first_version_time
         reach::copy_valid_props(*share, record_of(r.from), into);
         EXPECT_EQ(text_of(into), r.result);
     }
-    index_iface_props without_flag;
-    without_flag.mode = 33188;
-    index_iface_props into = record_of("mode=1");
-    reach::copy_valid_props(*share, without_flag, into);
-    EXPECT_EQ(text_of(into), "mode=1");
 }

@@ -49,35 +49,5 @@ TEST_F(discovery, index_location_takes_the_first_of_everything) {
     EXPECT_EQ(ask().first, 0);
     ASSERT_EQ(management.requests.size(), 2u);
     EXPECT_NE(management.requests[0].second.find("<entities entityType=\"3\" entityId=\"77\"/>"), std::string::npos);
-    EXPECT_NE(management.requests[1].second.find("engineName=\"NFS Index\""), std::string::npos);
     EXPECT_NE(management.requests[1].second.find("<client clientId=\"31\"/>"), std::string::npos);
-    management.answers[223303891].ret = 6;
-    EXPECT_EQ(ask(), std::pair(-1, std::string("0 0 idx")));
-    EXPECT_TRUE(logged(-1, "Failed to get cloud_id. ret_code [6]"));
-}
-
-TEST_F(discovery, content_root_is_the_first_folder_and_its_record) {
-    struct row {
-        const char* folders;
-        int channel, ret;
-        const char *folder, *message;
-    };
-    const row rows[] = {
-        {"<folders><folder folderId='0'/></folders><folders><folder folderId='8'/></folders>", 0, 0, "/0", ""},
-        {"<folders/>", 0, 0, "/0", ""},
-        {"", 0, -1, "/", "ERROR: GetSyncWebFolderResp does not have sync folder information."},
-        {"", 4, -1, "/", "executeStoredProcedure::Tag_GetSyncWebFolderReq failed. Error code [4]"},
-    };
-    ASSERT_EQ(init(), 0);
-    EXPECT_NE(host().management.requests.back().second.find("<user userName=\"idx\"/>"), std::string::npos);
-    EXPECT_NE(host().management.requests.back().second.find("requestFlag=\"1\""), std::string::npos);
-    for (const row& r : rows) {
-        reach::sync_folder(*share) = "/";
-        host().management.answers[509216237] = {
-            r.channel, "<GetSyncWebFolderResp>" + std::string(r.folders) + "</GetSyncWebFolderResp>"};
-        EXPECT_EQ(reach::find_content_root_dir(*share), r.ret) << r.folders;
-        EXPECT_EQ(reach::sync_folder(*share), r.folder);
-        EXPECT_EQ(logged(1, r.message), true);
-        EXPECT_EQ(share->get_query_status_msg(), r.ret == 0 ? "operational" : "failed");
-    }
 }

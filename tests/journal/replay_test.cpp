@@ -5,14 +5,15 @@ namespace {
 
 class replay : public share_test {
 protected:
-    // A share that looks at `journal/` beside its own directory; nothing is delivered behind the test's back.
+    // A file name "#1" stands for "collect_file_1". A share that looks at `journal/` beside its own directory; nothing
+    // is delivered behind the test's back.
     int read(const std::map<std::string, std::string>& files) {
         if (!share) init();
         const std::filesystem::path place = root / "journal";
         std::filesystem::remove_all(place);
         std::filesystem::create_directory(place);
         for (const auto& [name, text] : files)
-            write_file(place / name, text);
+            write_file(place / (name[0] == '#' ? "collect_file_" + name.substr(1) : name), text);
         for (auto* cache : {reach::cur_cache(*share), reach::old_cache(*share)})
             reach::delete_cached_items(*share, cache);
         reach::cur_journal_file(*share) = reach::old_journal_file(*share) = "";
@@ -21,7 +22,9 @@ protected:
         return reach::process_old_journal_files(*share, place.string());
     }
     std::string state() {
-        const auto leaf = [](const std::string& name) { return name.substr(name.rfind('/') + 1); };
+        const auto leaf = [](const std::string& name) {
+            return name.empty() ? "" : "#" + name.substr(name.rfind('_') + 1);
+        };
         return leaf(reach::cur_journal_file(*share)) + "{" + items(reach::cur_cache(*share)) + "} " +
                leaf(reach::old_journal_file(*share)) + "{" + items(reach::old_cache(*share)) + "} " +
                std::to_string(reach::journal_file_num(*share));
@@ -44,25 +47,19 @@ TEST_F(replay, names_roles_and_refusals_follow_the_files_found) {
     const row rows[] = {
         {{}, 0, "{} {} 0", ""},
         {{{"lumo_index_42_77_0.zyf", "x"}, {"collect_fil", "x"}}, 0, "{} {} 0", ""},
-        {{{"collect_file_0000000042", "\n\n" + add_o}}, 0, "collect_file_0000000042{o:1:v} {} 42", ""},
-        {{{"collect_file_0000000003", ""}, {"collect_file_0000000004", "\n"}},
+        {{{"#0000000042", "\n\n" + add_o}}, 0, "#0000000042{o:1:v} {} 42", ""},
+        {{{"#0000000003", ""}, {"#0000000004", "\n"}}, 0, "#0000000004{} #0000000003{} 4", ""},
+        {{{"#0000000010", add_o}, {"#9", del_o}},
          0,
-         "collect_file_0000000004{} collect_file_0000000003{} 4",
-         ""},
-        {{{"collect_file_0000000010", add_o}, {"collect_file_9", del_o}},
-         0,
-         "collect_file_9{o:3:v} collect_file_0000000010{o:1:v} 9",
+         "#9{o:3:v} #0000000010{o:1:v} 9",
          ""},  // byte order of names, not of numbers
-        {{{"collect_file_", add_o}}, 0, "collect_file_{o:1:v} {} 0", ""},
-        {{{"collect_file_1", "x"}, {"collect_file_2", add_o}, {"collect_file_3", add_o}},
+        {{{"#", add_o}}, 0, "#{o:1:v} {} 0", ""},
+        {{{"#1", "x"}, {"#2", add_o}, {"#3", add_o}},
          22,
          "{} {} 0",
          "INDEX_IFACE: Error: number of journal files, [3] > 2."},
-        {{{"collect_file_1", add_o + "|"}, {"collect_file_2", del_o}},
-         22,
-         "collect_file_2{o:3:v} collect_file_1{} 0",
-         "has an incomplete last line."},
-        {{{"collect_file_1", add_o + "*??|<ADD>|<VGID>v|\n" + del_o}}, 1, "collect_file_1{o:1:v} {} 0", "key["},
+        {{{"#1", add_o + "|"}, {"#2", del_o}}, 22, "#2{o:3:v} #1{} 0", "has an incomplete last line."},
+        {{{"#1", add_o + "*??|<ADD>|<VGID>v|\n" + del_o}}, 1, "#1{o:1:v} {} 0", "key["},
     };
     for (const row& r : rows) {
         EXPECT_EQ(read(r.files), r.ret);
@@ -73,7 +70,7 @@ TEST_F(replay, names_roles_and_refusals_follow_the_files_found) {
     EXPECT_TRUE(logged(-1, "Error: can't open directory /not/there Err [2 : No such file or directory]"));
     for (const auto op : {scripted::file_op::open, scripted::file_op::size, scripted::file_op::read}) {
         host().files.faults = {{op, "collect_file_1", EMFILE}};
-        EXPECT_EQ(read({{"collect_file_1", add_o}}), EMFILE);
+        EXPECT_EQ(read({{"#1", add_o}}), EMFILE);
         EXPECT_TRUE(logged(-1, "collect_file_1] failed with the error ["));
     }
 }
@@ -91,7 +88,7 @@ TEST_F(replay, lines_of_one_version_merge_as_a_restart_must_and_not_as_they_came
         {add_o + "*??|<UPD>|<VGID>w|<BAP>o|\n", "o:1:v o:2:w", "op=UPD version=w object=o"},
     };
     for (const row& r : rows) {
-        ASSERT_EQ(read({{"collect_file_1", r.lines}}), 0);
+        ASSERT_EQ(read({{"#1", r.lines}}), 0);
         EXPECT_EQ(items(reach::cur_cache(*share)), r.items);
         EXPECT_EQ(text_of(*reach::cur_cache(*share)->last->props), r.record);
         EXPECT_EQ(items(reach::cur_par_cache(*share)), "");

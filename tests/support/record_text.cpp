@@ -40,7 +40,8 @@ CNMessageBase& child(CNMessageBase& message, short field, short tag, int group, 
 
 index_iface_props record_of(const std::string& text) {
     index_iface_props props;
-    for (const auto& [name, value] : words_of(text)) {
+    for (const auto& word : words_of(text)) {
+        const std::string &name = word.first, &value = word.second;
         if (name == "op") {
             for (std::size_t op = 0; op < op_names.size(); ++op) {
                 if (op_names[op] == value) props.idx_ops = static_cast<index_iface_props::ops>(op);

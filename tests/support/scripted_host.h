@@ -43,8 +43,6 @@ struct collect_script {
     };
     std::deque<outcome> submits;
     std::deque<outcome> waits;
-    CXoError query_error;
-    CXoError close_error;
     std::function<void()> on_wait;     ///< runs while the library waits for an outcome
     std::vector<std::string> batches;  ///< the bytes of each file that was accepted
     std::string completed;             ///< the bytes of the batches that the library heard to be complete
@@ -64,7 +62,6 @@ struct http_script {
     int handles = 1000;  ///< pops that still give a handle
     std::vector<std::string> requests;
     std::vector<bool> puts;  ///< for each handle put back, whether its exchange failed
-    std::string url;
 };
 
 struct management_script {
@@ -88,13 +85,5 @@ host_state& host();
 
 /// Back to services that succeed, remembering nothing. No object of the library may be alive.
 void reset_host();
-
-/// The one journal writer's line, kept by the recording log.
-struct log_line {
-    int level;
-    std::string text;
-};
-void set_log_level(int level);
-std::vector<log_line> take_log();
 
 }  // namespace scripted

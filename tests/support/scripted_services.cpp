@@ -1,5 +1,4 @@
-// The scripted services beside files and time: threads, collection, HTTP, management and the log.
-#include <cstdarg>
+// The scripted services beside files and time: threads, collection, HTTP and management.
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -9,40 +8,10 @@
 #include "host/collect.h"
 #include "host/concurrency.h"
 #include "host/http.h"
-#include "host/log.h"
 #include "host/management.h"
 #include "tests/support/scripted_host.h"
 
 namespace {
-
-class recording_log : public CLogWriterInterface {
-public:
-    int GetLogLevel() const override { return level.load(); }
-    void WriteLog(int line_level, const char*, int, int, int, const char* format, ...) override
-        __attribute__((format(printf, 7, 8))) {
-        const scripted::own_memory mine;
-        char text[4096];
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(text, sizeof text, format, arguments);
-        va_end(arguments);
-        const std::lock_guard guard(lock);
-        lines.push_back({line_level, text});
-    }
-
-    std::atomic<int> level{7};
-    std::mutex lock;
-    std::vector<scripted::log_line> lines;
-};
-
-recording_log& the_log() {
-    static recording_log& log = *[] {
-        auto* made = new recording_log;
-        g_ptrLogWriter.reset(made);
-        return made;
-    }();
-    return log;
-}
 
 std::optional<scripted::host_state>& the_host() {
     static std::optional<scripted::host_state> state(std::in_place);
@@ -68,17 +37,6 @@ host_state& host() {
 void reset_host() {
     fail_call(0);
     the_host().emplace();
-    set_log_level(7);
-    take_log();
-}
-
-void set_log_level(int level) {
-    the_log().level = level;
-}
-
-std::vector<log_line> take_log() {
-    const std::lock_guard guard(the_log().lock);
-    return std::exchange(the_log().lines, {});
 }
 
 }  // namespace scripted
@@ -155,14 +113,14 @@ CXoError CMarlCollectHandler::QueryLastTransaction(std::string& transaction_id, 
     host().collect.calls.push_back("query last");
     transaction_id = "T9";
     status = App::ProcessingStatus_QUEUED;
-    return host().collect.query_error;
+    return CXoError();
 }
 
 CXoError CMarlCollectHandler::CloseTransaction(const std::string& transaction_id) {
     const scripted::own_memory mine;
     if (scripted::refuses("close")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
     host().collect.calls.push_back("close " + transaction_id);
-    return host().collect.close_error;
+    return CXoError();
 }
 
 class CurlWrapperCacheNode {};
@@ -184,12 +142,10 @@ void CurlWrapperCache::PutCurlWrapper(CurlWrapperCacheNode* node, bool failed) {
     delete node;
 }
 
-int GetCurlResponse2(CurlWrapperCacheNode*, std::string& url, std::string& request, std::string&,
-                     std::string& response) {
+int GetCurlResponse2(CurlWrapperCacheNode*, std::string&, std::string& request, std::string&, std::string& response) {
     const scripted::own_memory mine;
     if (scripted::refuses("exchange")) return scripted::failed_exchange;
     const std::lock_guard guard(host().lock);
-    host().http.url = url;
     host().http.requests.push_back(request);
     const auto answer = take_front(host().http.answers, host().http.standing);
     response = answer.text;

@@ -1,18 +1,18 @@
 // The fixture's verbs.
 #include "tests/support/share_test.h"
 
-#include <unistd.h>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "flush/event.h"
+#include "hostkit/log.h"
 #include "hostkit/settings.h"
 
 share_test::share_test() {
     script_good_host();
-    std::string name = (std::filesystem::temp_directory_path() / "index_iface_test.XXXXXX").string();
-    root = mkdtemp(name.data());
     root_text = (root / "state").string();
+    hostkit::open_log({.level = 7, .file = root / "log"});
     arguments.subclient_id = 42;
     arguments.flush_after_count = 512;
     arguments.root_dir = root_text.c_str();
@@ -21,7 +21,7 @@ share_test::share_test() {
 
 share_test::~share_test() {
     share.reset();
-    std::filesystem::remove_all(root);
+    g_ptrLogWriter.reset();
 }
 
 void share_test::script_good_host() {
@@ -69,16 +69,8 @@ void share_test::start_over() {
     share.reset();
     std::filesystem::remove_all(root / "state");
     script_good_host();
-    log.clear();
+    clear_log();
     ASSERT_EQ(init(), 0);
-}
-
-int share_test::update(const std::string& object, const std::string& more) {
-    return share->update_item(change_of(object, more));
-}
-
-int share_test::remove(const std::string& object, const std::string& more) {
-    return share->delete_item(change_of(object, "dtime=5 " + more));
 }
 
 void share_test::cycle() {
@@ -144,13 +136,11 @@ void share_test::write_file(const std::filesystem::path& path, const std::string
     std::ofstream(path, std::ios::binary) << text;
 }
 
-bool share_test::logged(int level, const std::string& text) {
-    return times_logged(text, level) != 0;
-}
-
 int share_test::times_logged(const std::string& text, std::optional<int> level) {
-    std::ranges::move(scripted::take_log(), std::back_inserter(log));
-    return static_cast<int>(std::ranges::count_if(log, [&](const auto& line) {
-        return line.level == level.value_or(line.level) && line.text.find(text) != std::string::npos;
-    }));
+    std::istringstream lines(read_file(root / "log").substr(log_begin));
+    int times = 0;
+    std::string moment, thread, line;
+    for (int line_level = 0; lines >> moment >> thread >> line_level && std::getline(lines, line);)
+        times += line_level == level.value_or(line_level) && line.find(text) != std::string::npos;
+    return times;
 }

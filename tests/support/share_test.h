@@ -8,6 +8,7 @@
 
 #include "core/index_iface.h"
 #include "tests/support/record_text.h"
+#include "tests/support/scratch_directory.h"
 #include "tests/support/scripted_host.h"
 #include "tests/support/test_access.h"
 
@@ -27,8 +28,12 @@ protected:
     int add(const std::string& object, const std::string& more = "") {
         return share->add_item(change_of(object, more));
     }
-    int update(const std::string& object, const std::string& more = "");
-    int remove(const std::string& object, const std::string& more = "");
+    int update(const std::string& object, const std::string& more = "") {
+        return share->update_item(change_of(object, more));
+    }
+    int remove(const std::string& object, const std::string& more = "") {
+        return share->delete_item(change_of(object, "dtime=5 " + more));
+    }
     int rotate() { return reach::switch_cache(*share); }
     int deliver() { return reach::flush_internal(*share); }
     /// Wakes the flush thread's cycle and runs it here.
@@ -50,19 +55,20 @@ protected:
     static void write_file(const std::filesystem::path& path, const std::string& text);
     std::string journal() { return read_file(reach::cur_journal_file(*share)); }
     /// Whether a line of that level holds the text; looks at all lines since the last clear_log.
-    bool logged(int level, const std::string& text);
+    bool logged(int level, const std::string& text) { return times_logged(text, level) != 0; }
     int times_logged(const std::string& text, std::optional<int> level = {});
-    void clear_log() { log.clear(), scripted::take_log(); }
+    void clear_log() { log_begin = std::filesystem::file_size(root / "log"); }
 
     scripted::host_state& host() { return scripted::host(); }
     /// A fresh host that knows this share: index "idx", cloud 9, folder 5, and the root record.
     static void script_good_host();
 
-    std::filesystem::path root;
+    const scratch_directory scratch;
+    const std::filesystem::path root = scratch.path();
     index_iface::args arguments;
     std::unique_ptr<index_iface> share;
 
 private:
     std::string root_text;
-    std::vector<scripted::log_line> log;
+    std::size_t log_begin = 0;
 };
