@@ -1,5 +1,6 @@
 // Every single call of the host and every single allocation fails once, and then all from that one on: what was
 // answered with success reaches the index, nothing else breaks, and the share recovers.
+#include "hostkit/errors.h"
 #include "tests/support/share_test.h"
 
 namespace {
@@ -19,12 +20,20 @@ protected:
     }
 
     /// A flush that would wait for a batch that nobody sends is an error, and not a test that never ends.
-    int flush_or_give_up() {
-        host().on_sleep = [this](unsigned long) { reach::cleaning_up(*share) = true; };
-        const int ret = share->flush();
+    template <class Operation>
+    int or_give_up(Operation operation) {
+        struct waits_for_ever {};
+        host().on_sleep = [](unsigned long) { throw waits_for_ever(); };
+        int ret = -1;
+        try {
+            ret = operation();
+        } catch (const waits_for_ever&) {
+        }
         host().on_sleep = nullptr;
-        reach::cleaning_up(*share) = false;
         return ret;
+    }
+    int flush_or_give_up() {
+        return or_give_up([this] { return share->flush(); });
     }
 
     const std::vector<change> before_delivery{
@@ -55,10 +64,7 @@ protected:
         index_iface::props_list results;
         index_iface_browse_fields fields;
         fields.path = "/d";
-        host().on_sleep = [this](unsigned long) { reach::cleaning_up(*share) = true; };
-        share->browse_by_path(fields, results);
-        host().on_sleep = nullptr;
-        reach::cleaning_up(*share) = false;
+        or_give_up([&] { return share->browse_by_path(fields, results); });
         share->delete_browse_memory(results);
         found("/d/b");
         expect_sound();
@@ -220,4 +226,51 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
             }
         }
     }
+}
+
+TEST_F(fault, refusal_lasts_until_time_brings_a_delivery_that_succeeds) {
+    arguments.flush_after_seconds = 5;
+    ASSERT_EQ(init(), 0);
+    add("a");
+    cycle();
+    add("b");
+    const auto begin = host().now_ms;
+    scripted::fail_call(1, {true, false});
+    for (int round = 1; round <= 6; ++round) {
+        reach::run_flush_cycle(*share);  // a round that could not begin its journal counts as a try and no more
+        EXPECT_EQ(reach::flush_tries(*share), round);
+        EXPECT_EQ(host().now_ms - begin, 5000u * static_cast<unsigned>(round));
+    }
+    EXPECT_EQ(add("c"), 5);
+    EXPECT_EQ(rename("b", "/d/b", "path=/d/b2"), 5);
+    scripted::fail_call(0);
+    EXPECT_EQ(share->flush(), 5);
+    EXPECT_EQ(add("c"), 5);
+    reach::run_flush_cycle(*share);
+    EXPECT_EQ(add("c"), 0);
+    EXPECT_EQ(times(host().collect.completed, "<BAP>b|"), 1);
+}
+
+TEST_F(fault, transaction_left_open_fails_the_attempt_whether_it_can_be_closed_or_not) {
+    const CXoError open = hostkit::make_service_error(3021, EBUSY, "open");
+    ASSERT_EQ(init(), 0);
+    add("a");
+    ASSERT_EQ(rotate(), 0);
+    const auto meet_an_open_one = [&] {
+        host().collect.submits = {{open, App::ProcessingStatus_UNKNOWN}};
+        EXPECT_EQ(deliver(), EBUSY);
+    };
+    scripted::fail_call(0);
+    meet_an_open_one();
+    const std::vector<std::string> calls = scripted::host_calls();
+    for (const auto& [service, message] :
+         {std::pair("query", "INDEX_IFACE: Error: could not get the last transaction id, err ["),
+          {"close", "INDEX_IFACE: Error: could not close the transaction [T9], err ["}}) {
+        scripted::fail_call(static_cast<int>(std::ranges::find(calls, service) - calls.begin()) + 1);
+        meet_an_open_one();
+        EXPECT_EQ(times_logged(message, -1), 1);
+        EXPECT_EQ(scripted::failed_calls(), std::vector<std::string>{service});
+    }
+    scripted::fail_call(0);
+    EXPECT_EQ(deliver(), 0);
 }

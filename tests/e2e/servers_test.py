@@ -95,13 +95,15 @@ def killed_servers_lose_nothing(scratch):
 
 
 class Front:
-    """Stands between a share host and its server, and spoils the answers to searches when told to."""
+    """Stands between a share host and its server, and spoils the answers to searches when told to. Before an answer
+    goes on, `watch` gets the path with its query, the status and the text; it may hold the answer back."""
 
     def __init__(self, port):
         front = self
         self.spoil = None
         self.only = b""
         self.spoiled = 0
+        self.watch = lambda path, status, text: None
 
         class Handler(http.server.BaseHTTPRequestHandler):
             protocol_version = "HTTP/1.1"
@@ -117,6 +119,7 @@ class Front:
                 answer = backend.getresponse()
                 status, text = answer.status, answer.read()
                 backend.close()
+                front.watch(self.path, status, text)
                 length = len(text)
                 if front.spoil and self.path == SEARCH and front.only in body:
                     front.spoiled += 1
@@ -132,6 +135,7 @@ class Front:
 
         self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
         self.server.daemon_threads = True
+        self.server.handle_error = lambda *_: None  # a host that was killed does not wait for its answer
         self.url = f"http://127.0.0.1:{self.server.server_port}/"
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 

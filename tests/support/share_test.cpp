@@ -137,7 +137,7 @@ void share_test::write_file(const std::filesystem::path& path, const std::string
 }
 
 int share_test::times_logged(const std::string& text, std::optional<int> level) {
-    std::istringstream lines(log());
+    std::istringstream lines(read_file(root / "log").substr(log_begin));
     int times = 0;
     std::string moment, thread, line;
     for (int line_level = 0; lines >> moment >> thread >> line_level && std::getline(lines, line);)

@@ -57,8 +57,6 @@ protected:
     /// Whether a line of that level holds the text; looks at all lines since the last clear_log.
     bool logged(int level, const std::string& text) { return times_logged(text, level) != 0; }
     int times_logged(const std::string& text, std::optional<int> level = {});
-    /// All lines since the last clear_log.
-    std::string log() { return read_file(root / "log").substr(log_begin); }
     void clear_log() { log_begin = std::filesystem::file_size(root / "log"); }
 
     scripted::host_state& host() { return scripted::host(); }
