@@ -16,7 +16,7 @@ constexpr std::size_t max_depth = 10000;
 
 }  // namespace
 
-ancestry::ancestry(sqlite_connection& connection, history& versions)
+ancestry::ancestry(sql_connection& connection, history& versions)
     : history_(versions), find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''") {}
 
 void ancestry::begin(const share& target, const search_query& query) {

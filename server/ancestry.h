@@ -9,7 +9,7 @@
 #include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -22,7 +22,7 @@ struct standing {
 /// Prepared on one connection, whose history is passed in and outlives this. locks: called inside a read transaction.
 class ancestry {
 public:
-    ancestry(sqlite_connection& connection, history& versions);
+    ancestry(sql_connection& connection, history& versions);
 
     /// Begins the questions of one search.
     void begin(const share& target, const search_query& query);
@@ -34,7 +34,7 @@ private:
     standing climb(std::int64_t object);
 
     history& history_;
-    sqlite_statement find_top_;
+    sql_statement find_top_;
     const search_query* query_ = nullptr;
     std::int64_t top_ = 0;
     std::map<std::int64_t, standing> known_;

@@ -16,7 +16,7 @@ constexpr std::size_t max_parents = 4096;
 constexpr const char* insert_version_sql =
     "INSERT INTO version(parent, name, name_key, data_type, size, mode, uid, gid, atime, ctime, mtime, extent_type, "
     "extent_size, extent_number, link_target, xattr, object, version_guid, state, vtime, arrival, dtime, whole) "
-    "VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17,?18,?19,?20,?21,?22,?23)";
+    "VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17,?18,?19,?20,?21,?22,?23) RETURNING id";
 
 constexpr const char* lay_over_sql =
     "UPDATE version SET parent = coalesce(?1, parent), name = coalesce(?2, name), name_key = coalesce(?3, name_key), "
@@ -58,10 +58,10 @@ std::optional<std::int64_t> data_type_of(const collect_line& line) {
 
 }  // namespace
 
-collect_applier::collect_applier(sqlite_connection& connection)
+collect_applier::collect_applier(sql_connection& connection)
     : connection_(connection),
       find_object_(connection, "SELECT id, newest FROM object WHERE share = ?1 AND guid = ?2"),
-      add_object_(connection, "INSERT INTO object(share, guid) VALUES(?1, ?2)"),
+      add_object_(connection, "INSERT INTO object(share, guid) VALUES(?1, ?2) RETURNING id"),
       find_version_(connection, "SELECT id FROM version WHERE object = ?1 AND version_guid = ?2"),
       find_version_up_to_(connection,
                           "SELECT id FROM version WHERE object = ?1 AND vtime <= ?2 "
@@ -73,7 +73,8 @@ collect_applier::collect_applier(sqlite_connection& connection)
       set_state_(connection, "UPDATE version SET state = ?2 WHERE id = ?1"),
       set_newest_(connection, "UPDATE object SET newest = ?2 WHERE id = ?1"),
       set_dtime_(connection,
-                 "UPDATE version SET dtime = ?2, state = CASE state WHEN 2 THEN 2 ELSE ?2 <> 0 END WHERE id = ?1"),
+                 "UPDATE version SET dtime = ?2, state = CASE WHEN state = 2 THEN 2 WHEN ?2 = 0 THEN 0 ELSE 1 END "
+                 "WHERE id = ?1"),
       set_property_(connection,
                     "INSERT INTO version_property(version, name, value) VALUES(?1, ?2, ?3) "
                     "ON CONFLICT(version, name) DO UPDATE SET value = excluded.value"),
@@ -117,10 +118,7 @@ void collect_applier::make_root(const share& target) {
     arrival_ = 0;
     // Its version time is the earliest of all, so that the root is there at every moment that can be asked about.
     const std::int64_t version = insert(root, line, 0, 0);
-    sqlite_statement(connection_, "UPDATE version SET parent = ?2 WHERE id = ?1")
-        .bind(1, version)
-        .bind(2, above.id)
-        .run();
+    sql_statement(connection_, "UPDATE version SET parent = ?2 WHERE id = ?1").bind(1, version).bind(2, above.id).run();
 }
 
 void collect_applier::apply(const collect_line& line) {
@@ -144,8 +142,9 @@ collect_applier::object_row collect_applier::intern(std::string_view guid) {
         if (find_object_.bind(1, share_).bind(2, guid).step())
             return {find_object_.integer(0), find_object_.integer(1)};
     }
-    add_object_.bind(1, share_).bind(2, guid).run();
-    return {connection_.last_id(), 0};
+    const statement_run run(add_object_);
+    add_object_.bind(1, share_).bind(2, guid).step();
+    return {add_object_.integer(0), 0};
 }
 
 std::int64_t collect_applier::intern_parent(std::string_view guid) {
@@ -222,8 +221,9 @@ std::int64_t collect_applier::insert(object_row& object, const collect_line& lin
         .bind(21, arrival_)
         .bind(22, dtime)
         .bind(23, line.op == collect_op::add ? 1 : 0)
-        .run();
-    const std::int64_t version = connection_.last_id();
+        .step();
+    const std::int64_t version = insert_version_.integer(0);
+    insert_version_.reset();
     set_properties(version, line);
     if (first) {
         set_newest_.bind(1, object.id).bind(2, version).run();
@@ -234,7 +234,7 @@ std::int64_t collect_applier::insert(object_row& object, const collect_line& lin
     return version;
 }
 
-void collect_applier::bind_place(sqlite_statement& statement, int first, const object_row& object,
+void collect_applier::bind_place(sql_statement& statement, int first, const object_row& object,
                                  const collect_line& line) {
     const bool has_parent = !line.parent_guid.empty() && object.id != root_object_;
     const bool has_name = !line.name.empty() && object.id != root_object_;
@@ -244,7 +244,7 @@ void collect_applier::bind_place(sqlite_statement& statement, int first, const o
     statement.bind_text_if_any(first + 2, folded_);
 }
 
-void collect_applier::bind_attributes(sqlite_statement& statement, int first, const collect_line& line) {
+void collect_applier::bind_attributes(sql_statement& statement, int first, const collect_line& line) {
     statement.bind(first, data_type_of(line)).bind(first + 1, line.size).bind(first + 2, line.mode);
     statement.bind(first + 3, line.uid).bind(first + 4, line.gid).bind(first + 5, line.atime);
     statement.bind(first + 6, line.ctime).bind(first + 7, line.mtime).bind(first + 8, line.extent_type);

@@ -23,7 +23,7 @@
 #include "server/collect_line.h"
 #include "server/engine.h"
 #include "server/extent_applier.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 #include "server/version_fill.h"
 
 namespace index_server {
@@ -31,7 +31,7 @@ namespace index_server {
 /// Made once for the writing connection. locks: all operations are called inside one write transaction of it.
 class collect_applier {
 public:
-    explicit collect_applier(sqlite_connection& connection);
+    explicit collect_applier(sql_connection& connection);
 
     /// Starts a file of the share. `now_ns` is its moment of arrival.
     void begin(const share& target, std::int64_t now_ns);
@@ -56,8 +56,8 @@ private:
     void apply_deletion(object_row& object, const collect_line& line);
     void lay_over(std::int64_t version, const object_row& object, const collect_line& line);
     std::int64_t insert(object_row& object, const collect_line& line, std::int64_t vtime, std::int64_t dtime);
-    void bind_place(sqlite_statement& statement, int first, const object_row& object, const collect_line& line);
-    void bind_attributes(sqlite_statement& statement, int first, const collect_line& line);
+    void bind_place(sql_statement& statement, int first, const object_row& object, const collect_line& line);
+    void bind_attributes(sql_statement& statement, int first, const collect_line& line);
     void set_properties(std::int64_t version, const collect_line& line);
     void revive(std::int64_t version);
     void end_version(std::int64_t version, const collect_line& line);
@@ -73,22 +73,22 @@ private:
     std::unordered_map<std::int64_t, std::int64_t> revived_;
     std::string folded_;
 
-    sqlite_connection& connection_;
-    sqlite_statement find_object_;
-    sqlite_statement add_object_;
-    sqlite_statement find_version_;
-    sqlite_statement find_version_up_to_;
-    sqlite_statement insert_version_;
-    sqlite_statement lay_over_;
-    sqlite_statement touch_arrival_;
-    sqlite_statement read_rank_;
-    sqlite_statement set_state_;
-    sqlite_statement set_newest_;
-    sqlite_statement set_dtime_;
-    sqlite_statement set_property_;
-    sqlite_statement read_meta_;
-    sqlite_statement write_meta_;
-    sqlite_statement last_version_;
+    sql_connection& connection_;
+    sql_statement find_object_;
+    sql_statement add_object_;
+    sql_statement find_version_;
+    sql_statement find_version_up_to_;
+    sql_statement insert_version_;
+    sql_statement lay_over_;
+    sql_statement touch_arrival_;
+    sql_statement read_rank_;
+    sql_statement set_state_;
+    sql_statement set_newest_;
+    sql_statement set_dtime_;
+    sql_statement set_property_;
+    sql_statement read_meta_;
+    sql_statement write_meta_;
+    sql_statement last_version_;
     extent_applier extents_;
     version_fill fill_;
 };

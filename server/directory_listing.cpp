@@ -10,11 +10,11 @@
 
 namespace index_server {
 
-directory_listing::directory_listing(sqlite_connection& connection, history& versions)
+directory_listing::directory_listing(sql_connection& connection, history& versions)
     : history_(versions),
       page_of_directory_(connection,
                          "SELECT id, dtime FROM version WHERE parent = ?1 AND state < 2 "
-                         "AND ((1 << coalesce(data_type, 1)) & ?2) <> 0 "
+                         "AND ((1 << coalesce(data_type, 1)) & CAST(?2 AS BIGINT)) <> 0 "
                          "ORDER BY state, vtime, id LIMIT ?3 OFFSET ?4") {}
 
 std::vector<search_hit> directory_listing::page(const search_query& query,

@@ -9,7 +9,7 @@
 #include "server/candidates.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -23,7 +23,7 @@ struct found_directory {
 /// Prepared on one connection, whose history is passed in and outlives this. locks: called inside a read transaction.
 class directory_listing {
 public:
-    directory_listing(sqlite_connection& connection, history& versions);
+    directory_listing(sql_connection& connection, history& versions);
 
     /// The page of what stands in the directories, or of what has the name there.
     std::vector<search_hit> page(const search_query& query, const std::vector<found_directory>& directories,
@@ -36,7 +36,7 @@ private:
     std::vector<search_hit> page_in_index(const search_query& query, const found_directory& where);
 
     history& history_;
-    sqlite_statement page_of_directory_;
+    sql_statement page_of_directory_;
 };
 
 }  // namespace index_server

@@ -23,22 +23,21 @@ constexpr const char* fill_sql =
 #undef IIF_FILLED
 
 constexpr const char* fill_properties_sql =
-    "INSERT OR IGNORE INTO extent_property(extent, name, value) "
+    "INSERT INTO extent_property(extent, name, value) "
     "SELECT n.id, p.name, p.value FROM extent n JOIN extent o ON o.file = n.file AND o.number = n.number "
     "JOIN extent_property p ON p.extent = o.id WHERE n.id > ?1 AND o.id <> n.id "
-    "ORDER BY n.id, o.vtime DESC, o.arrival DESC";
+    "ORDER BY n.id, o.vtime DESC, o.arrival DESC ON CONFLICT DO NOTHING";
 
 }  // namespace
 
-extent_applier::extent_applier(sqlite_connection& connection)
-    : connection_(connection),
-      find_(connection, "SELECT id FROM extent WHERE file = ?1 AND number = ?2 AND version_guid = ?3"),
+extent_applier::extent_applier(sql_connection& connection)
+    : find_(connection, "SELECT id FROM extent WHERE file = ?1 AND number = ?2 AND version_guid = ?3"),
       find_newest_(connection,
                    "SELECT id FROM extent WHERE file = ?1 AND number = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1"),
       insert_(connection,
               "INSERT INTO extent(file, number, version_guid, guid, vtime, arrival, dtime, data_type, size, "
               "extent_type, link_target, xattr, share, state) VALUES(?1, ?2, ?3, ?4, ?5, ?6, 0, ?7, ?8, ?9, ?10, ?11, "
-              "?12, 2)"),
+              "?12, 2) RETURNING id"),
       lay_over_(connection,
                 "UPDATE extent SET size = coalesce(?2, size), extent_type = coalesce(?3, extent_type), "
                 "link_target = coalesce(?4, link_target), xattr = coalesce(?5, xattr) WHERE id = ?1"),
@@ -46,7 +45,7 @@ extent_applier::extent_applier(sqlite_connection& connection)
       read_dtime_(connection, "SELECT dtime FROM extent WHERE id = ?1"),
       set_dtime_(connection, "UPDATE extent SET dtime = ?2 WHERE id = ?1"),
       supersede_(connection, "UPDATE extent SET state = 2 WHERE file = ?1 AND number = ?2 AND state < 2 AND id <> ?3"),
-      set_state_(connection, "UPDATE extent SET state = dtime <> 0 WHERE id = ?1"),
+      set_state_(connection, "UPDATE extent SET state = CASE dtime WHEN 0 THEN 0 ELSE 1 END WHERE id = ?1"),
       set_property_(connection,
                     "INSERT INTO extent_property(extent, name, value) VALUES(?1, ?2, ?3) "
                     "ON CONFLICT(extent, name) DO UPDATE SET value = excluded.value"),
@@ -92,7 +91,7 @@ void extent_applier::rank(std::int64_t file, std::int64_t number) {
 }
 
 std::int64_t extent_applier::find(std::int64_t file, std::int64_t number, const collect_line& line) {
-    sqlite_statement& statement = line.version_guid.empty() ? find_newest_ : find_;
+    sql_statement& statement = line.version_guid.empty() ? find_newest_ : find_;
     const statement_run run(statement);
     statement.bind(1, file).bind(2, number);
     if (!line.version_guid.empty()) statement.bind(3, line.version_guid);
@@ -104,8 +103,9 @@ std::int64_t extent_applier::insert(std::int64_t file, std::int64_t number, cons
     insert_.bind(1, file).bind(2, number).bind(3, line.version_guid).bind(4, line.object_guid);
     insert_.bind(5, version_time(line, arrival)).bind(6, arrival).bind(7, line.object_type).bind(8, line.size);
     insert_.bind(9, line.extent_type).bind_text_if_any(10, line.link_target).bind_text_if_any(11, line.xattr);
-    insert_.bind(12, share_).run();
-    return connection_.last_id();
+    const statement_run run(insert_);
+    insert_.bind(12, share_).step();
+    return insert_.integer(0);
 }
 
 void extent_applier::lay_over(std::int64_t extent, const collect_line& line) {

@@ -5,14 +5,14 @@
 #include <cstdint>
 
 #include "server/collect_line.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
 /// locks: all operations are called inside one write transaction of the connection.
 class extent_applier {
 public:
-    explicit extent_applier(sqlite_connection& connection);
+    explicit extent_applier(sql_connection& connection);
 
     /// Starts a file of the share.
     void begin(std::int64_t share);
@@ -33,20 +33,19 @@ private:
     std::int64_t share_ = 0;
     std::int64_t last_old_extent_ = 0;
 
-    sqlite_connection& connection_;
-    sqlite_statement find_;
-    sqlite_statement find_newest_;
-    sqlite_statement insert_;
-    sqlite_statement lay_over_;
-    sqlite_statement touch_arrival_;
-    sqlite_statement read_dtime_;
-    sqlite_statement set_dtime_;
-    sqlite_statement supersede_;
-    sqlite_statement set_state_;
-    sqlite_statement set_property_;
-    sqlite_statement last_extent_;
-    sqlite_statement fill_;
-    sqlite_statement fill_properties_;
+    sql_statement find_;
+    sql_statement find_newest_;
+    sql_statement insert_;
+    sql_statement lay_over_;
+    sql_statement touch_arrival_;
+    sql_statement read_dtime_;
+    sql_statement set_dtime_;
+    sql_statement supersede_;
+    sql_statement set_state_;
+    sql_statement set_property_;
+    sql_statement last_extent_;
+    sql_statement fill_;
+    sql_statement fill_properties_;
 };
 
 }  // namespace index_server

@@ -15,7 +15,7 @@ constexpr const char* read_extent_sql =
 
 }  // namespace
 
-extent_results::extent_results(sqlite_connection& connection)
+extent_results::extent_results(sql_connection& connection)
     : read_extent_(connection, read_extent_sql),
       read_properties_(connection, "SELECT name, value FROM extent_property WHERE extent = ?1 ORDER BY name") {}
 
@@ -32,7 +32,7 @@ void extent_results::fill(const search_query& query, const search_hit& hit, KT5C
 }
 
 void extent_results::fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes) {
-    const sqlite_statement& row = read_extent_;
+    const sql_statement& row = read_extent_;
     if ((query.columns & column_extent_flag) != 0) set_number(attributes, 10, 10, row.integer_if_any(extent_type));
     if ((query.columns & column_xattr) != 0 && !row.is_null(xattr))
         attributes.setstring(13, 19, std::string(row.text(xattr)));

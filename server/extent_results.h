@@ -4,14 +4,14 @@
 #include "host/message_classes.h"
 #include "server/candidates.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
 /// Prepared on one connection. locks: called inside the read transaction that the hits come from.
 class extent_results {
 public:
-    explicit extent_results(sqlite_connection& connection);
+    explicit extent_results(sql_connection& connection);
 
     /// An extent has no name and no path of its own; its parent is its file.
     void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
@@ -20,8 +20,8 @@ private:
     void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);
     void fill_properties(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
-    sqlite_statement read_extent_;
-    sqlite_statement read_properties_;
+    sql_statement read_extent_;
+    sql_statement read_properties_;
 };
 
 }  // namespace index_server

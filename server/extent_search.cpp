@@ -6,7 +6,7 @@
 
 namespace index_server {
 
-extent_search::extent_search(sqlite_connection& connection, ancestry& ways_up)
+extent_search::extent_search(sql_connection& connection, ancestry& ways_up)
     : ancestry_(ways_up),
       find_file_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ?2 AND guid <> ''"),
       versions_of_file_(connection,
@@ -14,7 +14,7 @@ extent_search::extent_search(sqlite_connection& connection, ancestry& ways_up)
                         "ORDER BY number DESC, vtime DESC, arrival DESC"),
       page_not_backed_up_(connection,
                           "SELECT id, dtime FROM extent WHERE share = ?1 AND state < 2 AND backup_id IS NULL "
-                          "AND ((1 << coalesce(data_type, 1)) & ?2) <> 0 "
+                          "AND ((1 << coalesce(data_type, 1)) & CAST(?2 AS BIGINT)) <> 0 "
                           "ORDER BY state, id LIMIT ?3 OFFSET ?4") {}
 
 std::vector<search_hit> extent_search::of_file(const share& target, const search_query& query) {

@@ -7,14 +7,14 @@
 #include "server/candidates.h"
 #include "server/engine.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
 /// Prepared on one connection, whose ways up are passed in and outlive this. locks: called inside a read transaction.
 class extent_search {
 public:
-    extent_search(sqlite_connection& connection, ancestry& ways_up);
+    extent_search(sql_connection& connection, ancestry& ways_up);
 
     /// The page of the file's extents. With groups, all versions in the range count; without, and without all versions,
     /// the newest of each extent alone.
@@ -26,9 +26,9 @@ private:
     std::vector<candidate> collect(const search_query& query, std::int64_t file, std::int64_t file_end_s);
 
     ancestry& ancestry_;
-    sqlite_statement find_file_;
-    sqlite_statement versions_of_file_;
-    sqlite_statement page_not_backed_up_;
+    sql_statement find_file_;
+    sql_statement versions_of_file_;
+    sql_statement page_not_backed_up_;
 };
 
 }  // namespace index_server

@@ -7,7 +7,7 @@
 
 namespace index_server {
 
-guid_search::guid_search(sqlite_connection& connection, history& versions, directory_listing& listing,
+guid_search::guid_search(sql_connection& connection, history& versions, directory_listing& listing,
                          ancestry& ways_up)
     : history_(versions),
       listing_(listing),

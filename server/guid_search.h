@@ -10,7 +10,7 @@
 #include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -18,7 +18,7 @@ namespace index_server {
 /// transaction.
 class guid_search {
 public:
-    guid_search(sqlite_connection& connection, history& versions, directory_listing& listing, ancestry& ways_up);
+    guid_search(sql_connection& connection, history& versions, directory_listing& listing, ancestry& ways_up);
 
     /// The page of the object's versions. An object that no path leads to is found all the same.
     std::vector<search_hit> versions_of(const share& target, const search_query& query);
@@ -31,7 +31,7 @@ private:
     history& history_;
     directory_listing& listing_;
     ancestry& ancestry_;
-    sqlite_statement find_object_;
+    sql_statement find_object_;
 };
 
 }  // namespace index_server

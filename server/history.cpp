@@ -22,7 +22,7 @@ constexpr const char* newest_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDE
 constexpr const char* all_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDER BY vtime DESC, arrival DESC";
 #undef IIF_COLUMNS
 
-version_in_place read_row(const sqlite_statement& row) {
+version_in_place read_row(const sql_statement& row) {
     return {row.integer(0), row.integer(1), row.integer(2), row.integer(3),
             row.integer(4), row.integer(5), false,          std::string(row.text(6))};
 }
@@ -37,7 +37,7 @@ void end_by_newer(version_in_place& version, const version_in_place& newer) {
 
 }  // namespace
 
-history::history(sqlite_connection& connection)
+history::history(sql_connection& connection)
     : newest_in_directory_(connection, newest_in_directory_sql),
       newest_of_name_(connection, newest_of_name_sql),
       all_in_directory_(connection, all_in_directory_sql),
@@ -51,7 +51,7 @@ bool history::matches(const place_filter& place, std::string_view name) const {
 }
 
 void history::newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit) {
-    sqlite_statement& rows = place.name ? newest_of_name_ : newest_in_directory_;
+    sql_statement& rows = place.name ? newest_of_name_ : newest_in_directory_;
     const statement_run run(rows);
     rows.bind(1, place.parent);
     if (place.name) rows.bind(2, key_ = folded_name(*place.name));
@@ -63,7 +63,7 @@ void history::newest(const place_filter& place, const std::function<void(const v
 }
 
 void history::all(const place_filter& place, const std::function<void(const std::vector<version_in_place>&)>& visit) {
-    sqlite_statement& rows = place.name ? all_of_name_ : all_in_directory_;
+    sql_statement& rows = place.name ? all_of_name_ : all_in_directory_;
     const statement_run run(rows);
     rows.bind(1, place.parent);
     if (place.name) rows.bind(2, key_ = folded_name(*place.name));

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -38,7 +38,7 @@ struct place_filter {
 /// Prepared on one connection. locks: called inside a read transaction.
 class history {
 public:
-    explicit history(sqlite_connection& connection);
+    explicit history(sql_connection& connection);
 
     /// Each object's newest version, if it stands in the place.
     void newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit);
@@ -56,12 +56,12 @@ private:
     bool matches(const place_filter& place, std::string_view name) const;
 
     std::string key_;
-    sqlite_statement newest_in_directory_;
-    sqlite_statement newest_of_name_;
-    sqlite_statement all_in_directory_;
-    sqlite_statement all_of_name_;
-    sqlite_statement newest_of_object_;
-    sqlite_statement all_of_object_;
+    sql_statement newest_in_directory_;
+    sql_statement newest_of_name_;
+    sql_statement all_in_directory_;
+    sql_statement all_of_name_;
+    sql_statement newest_of_object_;
+    sql_statement all_of_object_;
 };
 
 }  // namespace index_server

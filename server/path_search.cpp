@@ -30,7 +30,7 @@ std::vector<std::string> names_of(const std::string& path) {
 
 }  // namespace
 
-path_search::path_search(sqlite_connection& connection, history& versions, directory_listing& listing)
+path_search::path_search(sql_connection& connection, history& versions, directory_listing& listing)
     : history_(versions),
       listing_(listing),
       find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''") {}

@@ -8,7 +8,7 @@
 #include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -16,7 +16,7 @@ namespace index_server {
 /// transaction.
 class path_search {
 public:
-    path_search(sqlite_connection& connection, history& versions, directory_listing& listing);
+    path_search(sql_connection& connection, history& versions, directory_listing& listing);
 
     /// The page of hits that the query asks for. Throws std::runtime_error for a path that leads through more
     /// directories than are followed.
@@ -30,7 +30,7 @@ private:
 
     history& history_;
     directory_listing& listing_;
-    sqlite_statement find_top_;
+    sql_statement find_top_;
 };
 
 }  // namespace index_server

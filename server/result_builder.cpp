@@ -35,7 +35,7 @@ constexpr const char* read_version_sql =
 
 }  // namespace
 
-result_builder::result_builder(sqlite_connection& connection)
+result_builder::result_builder(sql_connection& connection)
     : read_version_(connection, read_version_sql),
       read_properties_(connection, "SELECT name, value FROM version_property WHERE version = ?1 ORDER BY name") {}
 
@@ -57,11 +57,11 @@ void result_builder::fill(const search_query& query, const search_hit& hit, KT5C
 }
 
 void result_builder::fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes) {
-    const sqlite_statement& row = read_version_;
+    const sql_statement& row = read_version_;
     if ((query.columns & column_owner) != 0 && !row.is_null(uid))
-        attributes.setstring(1, 1, std::string(row.text(uid)));
+        attributes.setstring(1, 1, std::to_string(row.integer(uid)));
     if ((query.columns & column_group) != 0 && !row.is_null(gid))
-        attributes.setstring(2, 5, std::string(row.text(gid)));
+        attributes.setstring(2, 5, std::to_string(row.integer(gid)));
     if ((query.columns & column_mode) != 0) set_number(attributes, 9, 9, row.integer_if_any(mode));
     if ((query.columns & column_extent_flag) != 0) set_number(attributes, 10, 10, row.integer_if_any(extent_type));
     if ((query.columns & column_ctime) != 0) set_number(attributes, 12, 12, row.integer_if_any(ctime));
@@ -76,7 +76,7 @@ void result_builder::fill_properties(const search_query& query, const search_hit
                                      KT5ContentIndexing::GResultItem& item) {
     property_list list;
     if ((query.columns & column_extent_size) != 0 && !read_version_.is_null(extent_size))
-        add_property(list, "EXTENT_SIZE", std::string(read_version_.text(extent_size)));
+        add_property(list, "EXTENT_SIZE", std::to_string(read_version_.integer(extent_size)));
     if ((query.columns & column_deleted_time) != 0 && hit.end_s != 0)
         add_property(list, "DELETED_TIME", std::to_string(hit.end_s));
     if ((query.columns & column_link_target) != 0 && !read_version_.is_null(link_target))

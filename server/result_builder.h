@@ -6,14 +6,14 @@
 #include "host/message_classes.h"
 #include "server/candidates.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
 /// Prepared on one connection. locks: called inside the read transaction that the hits come from.
 class result_builder {
 public:
-    explicit result_builder(sqlite_connection& connection);
+    explicit result_builder(sql_connection& connection);
 
     void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
@@ -21,8 +21,8 @@ private:
     void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);
     void fill_properties(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
-    sqlite_statement read_version_;
-    sqlite_statement read_properties_;
+    sql_statement read_version_;
+    sql_statement read_properties_;
 };
 
 /// Adds an entry to the response's errors, which makes the search a failed one.

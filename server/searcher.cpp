@@ -3,7 +3,7 @@
 
 namespace index_server {
 
-searcher::searcher(sqlite_connection& connection)
+searcher::searcher(sql_connection& connection)
     : history_(connection),
       listing_(connection, history_),
       ancestry_(connection, history_),

@@ -14,14 +14,14 @@
 #include "server/path_search.h"
 #include "server/result_builder.h"
 #include "server/search_query.h"
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
 /// All searches, prepared on one connection. locks: called inside a read transaction.
 class searcher {
 public:
-    explicit searcher(sqlite_connection& connection);
+    explicit searcher(sql_connection& connection);
 
     /// The page of items that the query asks for.
     std::vector<KT5ContentIndexing::GResultItem> items(const share& target, const search_query& query);

@@ -139,9 +139,9 @@ PRAGMA user_version = 3;
 
 }  // namespace
 
-void prepare_schema(sqlite_connection& connection) {
-    sqlite_transaction transaction(connection, sqlite_transaction::kind::write);
-    sqlite_statement read_version(connection, "PRAGMA user_version");
+void prepare_schema(sql_connection& connection) {
+    sql_transaction transaction(connection, sql_access::write);
+    sql_statement read_version(connection, "PRAGMA user_version");
     read_version.step();
     const std::int64_t found = read_version.integer(0);
     read_version.reset();

@@ -25,7 +25,7 @@ constexpr const char* copy_attributes_sql =
     "link_target = coalesce(version.link_target, s.link_target), xattr = coalesce(version.xattr, s.xattr) "
     "FROM version s WHERE version.id = ?1 AND s.id = ?2";
 
-#define IIF_EARLIER "object = ?1 AND (vtime, arrival) < (?3, ?4) "
+#define IIF_EARLIER "object = ?1 AND (vtime, arrival) < (?2, ?3) "
 #define IIF_OTHER "object = ?1 AND id <> ?2 "
 #define IIF_PLACED "AND parent IS NOT NULL AND name IS NOT NULL "
 #define IIF_NEWEST_FIRST "ORDER BY vtime DESC, arrival DESC LIMIT 1"
@@ -40,18 +40,18 @@ constexpr const char* newest_placed_sql = "SELECT id FROM version WHERE " IIF_OT
 
 }  // namespace
 
-version_fill::version_fill(sqlite_connection& connection)
+version_fill::version_fill(sql_connection& connection)
     : new_objects_(connection, new_objects_sql),
       new_versions_(connection,
                     "SELECT id, vtime, arrival, whole FROM version WHERE object = ?1 AND id > ?2 "
                     "ORDER BY vtime, arrival"),
       without_place_(connection,
-                     "SELECT id, vtime, arrival, whole FROM version INDEXED BY version_without_place "
+                     "SELECT id, vtime, arrival, whole FROM version "
                      "WHERE object = ?1 AND (parent IS NULL OR name IS NULL) ORDER BY vtime, arrival"),
       copy_attributes_(connection, copy_attributes_sql),
       copy_properties_(connection,
-                       "INSERT OR IGNORE INTO version_property(version, name, value) "
-                       "SELECT ?1, name, value FROM version_property WHERE version = ?2"),
+                       "INSERT INTO version_property(version, name, value) "
+                       "SELECT ?1, name, value FROM version_property WHERE version = ?2 ON CONFLICT DO NOTHING"),
       copy_place_(connection,
                   "UPDATE version SET parent = coalesce(version.parent, s.parent), "
                   "name = coalesce(version.name, s.name), name_key = coalesce(version.name_key, s.name_key) "
@@ -83,7 +83,7 @@ std::vector<std::int64_t> version_fill::objects_after(std::int64_t after, std::i
     return objects;
 }
 
-std::vector<version_fill::row> version_fill::rows_of(sqlite_statement& statement) {
+std::vector<version_fill::row> version_fill::rows_of(sql_statement& statement) {
     std::vector<row> rows;
     const statement_run run(statement);
     while (statement.step()) {
@@ -111,14 +111,13 @@ void version_fill::fill_places(std::int64_t object) {
     }
 }
 
-version_fill::source_finder::source_finder(sqlite_connection& connection, const char* earlier_sql,
-                                           const char* newest_sql)
+version_fill::source_finder::source_finder(sql_connection& connection, const char* earlier_sql, const char* newest_sql)
     : earlier(connection, earlier_sql), newest(connection, newest_sql) {}
 
 std::int64_t version_fill::source_finder::find(std::int64_t object, const row& version, bool earlier_only) {
     {
         const statement_run run(earlier);
-        if (earlier.bind(1, object).bind(3, version.vtime).bind(4, version.arrival).step()) return earlier.integer(0);
+        if (earlier.bind(1, object).bind(2, version.vtime).bind(3, version.arrival).step()) return earlier.integer(0);
     }
     if (earlier_only) return 0;
     const statement_run run(newest);

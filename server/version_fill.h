@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "server/sqlite_db.h"
+#include "server/sql.h"
 
 namespace index_server {
 
@@ -14,7 +14,7 @@ namespace index_server {
 /// locks: called inside a write transaction of the connection.
 class version_fill {
 public:
-    explicit version_fill(sqlite_connection& connection);
+    explicit version_fill(sql_connection& connection);
 
     /// Fills the versions with ids above the given one.
     void fill_since(std::int64_t last_old_version);
@@ -28,25 +28,25 @@ private:
     };
     /// Finds what a version takes from: the nearest one before it, else the newest of all others.
     struct source_finder {
-        source_finder(sqlite_connection& connection, const char* earlier_sql, const char* newest_sql);
+        source_finder(sql_connection& connection, const char* earlier_sql, const char* newest_sql);
         /// 0 when there is none.
         std::int64_t find(std::int64_t object, const row& version, bool earlier_only);
 
-        sqlite_statement earlier;
-        sqlite_statement newest;
+        sql_statement earlier;
+        sql_statement newest;
     };
 
     std::vector<std::int64_t> objects_after(std::int64_t after, std::int64_t last_old_version, std::int64_t& last);
-    static std::vector<row> rows_of(sqlite_statement& statement);
+    static std::vector<row> rows_of(sql_statement& statement);
     void fill_attributes(std::int64_t object, std::int64_t last_old_version);
     void fill_places(std::int64_t object);
 
-    sqlite_statement new_objects_;
-    sqlite_statement new_versions_;
-    sqlite_statement without_place_;
-    sqlite_statement copy_attributes_;
-    sqlite_statement copy_properties_;
-    sqlite_statement copy_place_;
+    sql_statement new_objects_;
+    sql_statement new_versions_;
+    sql_statement without_place_;
+    sql_statement copy_attributes_;
+    sql_statement copy_properties_;
+    sql_statement copy_place_;
     source_finder attribute_source_;
     source_finder place_source_;
 };

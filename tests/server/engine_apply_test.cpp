@@ -1,7 +1,7 @@
 // The application of collect files: versions, deletions, what lines leave out, and that nothing is applied twice.
 #include <filesystem>
 
-#include "server/sqlite_db.h"
+#include "server/sqlite_driver.h"
 #include "tests/server/engine_fixture.h"
 
 namespace index_server {
@@ -220,8 +220,8 @@ TEST_F(engine_apply, a_database_of_the_first_version_is_brought_up_to_date) {
     };
     const std::string extents = to_back_up();
     store.reset();
-    sqlite_connection(directory + "/index.db", sqlite_connection::access::read_write)
-        .execute(
+    open_sqlite(directory + "/index.db", sql_access::write)
+        ->execute(
             "DROP INDEX extent_to_back_up; ALTER TABLE extent DROP COLUMN share; ALTER TABLE extent DROP COLUMN state;"
             "DROP TABLE token;"
             "CREATE TABLE token(id INTEGER PRIMARY KEY, hash TEXT NOT NULL UNIQUE, subclient_id INTEGER NOT NULL);"

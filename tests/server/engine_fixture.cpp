@@ -1,7 +1,7 @@
 // The verbs of the engine's fixture.
 #include "tests/server/engine_fixture.h"
 
-#include "server/sqlite_db.h"
+#include "server/sqlite_driver.h"
 
 namespace index_server {
 
@@ -172,7 +172,7 @@ std::string engine_fixture::errors(ZYSearchReq& asking) {
 }
 
 std::string engine_fixture::rows() const {
-    sqlite_connection connection(directory + "/index.db", sqlite_connection::access::read_only);
+    const auto connection = open_sqlite(directory + "/index.db", sql_access::read);
     const char* const tables[] = {
         "SELECT o.share, o.guid, v.version_guid, p.guid, v.name, v.name_key, v.state, v.vtime, v.dtime, v.data_type, "
         "v.size, v.mode, v.uid, v.mtime, v.link_target, v.xattr, o.newest = v.id, "
@@ -184,7 +184,7 @@ std::string engine_fixture::rows() const {
         "'', '' FROM extent e JOIN object o ON o.id = e.file ORDER BY o.share, o.guid, e.number, e.vtime, e.arrival"};
     std::string text;
     for (const char* table : tables) {
-        sqlite_statement statement(connection, table);
+        sql_statement statement(*connection, table);
         while (statement.step()) {
             for (int column = 0; column < 18; ++column)
                 text += std::string(statement.text(column)) + "|";

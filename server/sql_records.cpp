@@ -1,5 +1,5 @@
-// Shares, tokens and transaction records in the embedded database.
-#include "server/sqlite_records.h"
+// Shares, tokens and transaction records in the storage.
+#include "server/sql_records.h"
 
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
@@ -18,7 +18,7 @@ constexpr const char* select_share =
 constexpr const char* select_transaction =
     "SELECT id, subclient_id, status, error, created_ns FROM collect_transaction ";
 
-share share_row(const sqlite_statement& row) {
+share share_row(const sql_statement& row) {
     share found;
     found.name = row.text(0);
     found.subclient_id = row.integer(1);
@@ -29,7 +29,7 @@ share share_row(const sqlite_statement& row) {
     return found;
 }
 
-transaction_record transaction_row(const sqlite_statement& row) {
+transaction_record transaction_row(const sql_statement& row) {
     transaction_record found;
     found.id = row.text(0);
     found.subclient_id = row.integer(1);
@@ -40,14 +40,14 @@ transaction_record transaction_row(const sqlite_statement& row) {
 }
 
 template <class Record>
-std::optional<Record> only_row(sqlite_statement& statement, Record (*read)(const sqlite_statement&)) {
+std::optional<Record> only_row(sql_statement& statement, Record (*read)(const sql_statement&)) {
     const statement_run run(statement);
     if (!statement.step()) return std::nullopt;
     return read(statement);
 }
 
 template <class Record>
-std::vector<Record> all_rows(sqlite_statement& statement, Record (*read)(const sqlite_statement&)) {
+std::vector<Record> all_rows(sql_statement& statement, Record (*read)(const sql_statement&)) {
     std::vector<Record> found;
     const statement_run run(statement);
     while (statement.step())
@@ -61,8 +61,8 @@ std::int64_t random_number(std::int64_t low, std::int64_t high) {
 }
 
 /// A random number that stands nowhere in the column yet.
-std::int64_t unused_number(sqlite_connection& connection, const char* find_sql, std::int64_t low, std::int64_t high) {
-    sqlite_statement find(connection, find_sql);
+std::int64_t unused_number(sql_connection& connection, const char* find_sql, std::int64_t low, std::int64_t high) {
+    sql_statement find(connection, find_sql);
     for (;;) {
         const std::int64_t number = random_number(low, high);
         const statement_run run(find);
@@ -70,28 +70,28 @@ std::int64_t unused_number(sqlite_connection& connection, const char* find_sql, 
     }
 }
 
-token_grant token_row(const sqlite_statement& row) {
+token_grant token_row(const sql_statement& row) {
     return {std::string(row.text(0)), row.integer(1)};
 }
 
 }  // namespace
 
-std::vector<share> read_shares(sqlite_connection& connection) {
-    sqlite_statement statement(connection, (std::string(select_share) + "ORDER BY name").c_str());
+std::vector<share> read_shares(sql_connection& connection) {
+    sql_statement statement(connection, (std::string(select_share) + "ORDER BY name").c_str());
     return all_rows(statement, share_row);
 }
 
-std::optional<share> read_share_of_subclient(sqlite_connection& connection, std::int64_t subclient_id) {
-    sqlite_statement statement(connection, (std::string(select_share) + "WHERE subclient_id = ?1").c_str());
+std::optional<share> read_share_of_subclient(sql_connection& connection, std::int64_t subclient_id) {
+    sql_statement statement(connection, (std::string(select_share) + "WHERE subclient_id = ?1").c_str());
     return only_row(statement.bind(1, subclient_id), share_row);
 }
 
-std::optional<share> read_share_of_name(sqlite_connection& connection, const std::string& name) {
-    sqlite_statement statement(connection, (std::string(select_share) + "WHERE name = ?1").c_str());
+std::optional<share> read_share_of_name(sql_connection& connection, const std::string& name) {
+    sql_statement statement(connection, (std::string(select_share) + "WHERE name = ?1").c_str());
     return only_row(statement.bind(1, name), share_row);
 }
 
-share insert_share(sqlite_connection& connection, const std::string& name) {
+share insert_share(sql_connection& connection, const std::string& name) {
     constexpr std::int64_t max_id = std::numeric_limits<std::int32_t>::max();
     share made;
     made.name = name;
@@ -100,54 +100,54 @@ share insert_share(sqlite_connection& connection, const std::string& name) {
     made.folder_id = unused_number(connection, "SELECT 1 FROM share WHERE folder_id = ?1", 1000000000, 9999999999);
     made.root_guid = to_string(boost::uuids::random_generator()());
     made.index_server_name = "index-" + to_string(boost::uuids::random_generator()());
-    sqlite_statement statement(connection,
-                               "INSERT INTO share(name, subclient_id, client_id, folder_id, root_guid, "
-                               "index_server_name) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+    sql_statement statement(connection,
+                            "INSERT INTO share(name, subclient_id, client_id, folder_id, root_guid, "
+                            "index_server_name) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
     statement.bind(1, made.name).bind(2, made.subclient_id).bind(3, made.client_id).bind(4, made.folder_id);
     statement.bind(5, made.root_guid).bind(6, made.index_server_name).run();
     return made;
 }
 
-void insert_token(sqlite_connection& connection, const token_grant& grant) {
-    sqlite_statement statement(connection, "INSERT OR IGNORE INTO token(hash, subclient_id) VALUES(?1, ?2)");
+void insert_token(sql_connection& connection, const token_grant& grant) {
+    sql_statement statement(connection, "INSERT INTO token(hash, subclient_id) VALUES(?1, ?2) ON CONFLICT DO NOTHING");
     statement.bind(1, grant.hash).bind(2, grant.subclient_id).run();
 }
 
-std::vector<token_grant> read_tokens(sqlite_connection& connection) {
-    sqlite_statement statement(connection, "SELECT hash, subclient_id FROM token ORDER BY id");
+std::vector<token_grant> read_tokens(sql_connection& connection) {
+    sql_statement statement(connection, "SELECT hash, subclient_id FROM token ORDER BY id");
     return all_rows(statement, token_row);
 }
 
-void write_transaction(sqlite_connection& connection, const transaction_record& record) {
-    sqlite_statement put(connection,
-                         "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns) "
-                         "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET "
-                         "subclient_id = excluded.subclient_id, status = excluded.status, error = excluded.error, "
-                         "created_ns = excluded.created_ns");
+void write_transaction(sql_connection& connection, const transaction_record& record) {
+    sql_statement put(connection,
+                      "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns) "
+                      "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET "
+                      "subclient_id = excluded.subclient_id, status = excluded.status, error = excluded.error, "
+                      "created_ns = excluded.created_ns");
     put.bind(1, record.id).bind(2, record.subclient_id).bind(3, std::int64_t{record.status}).bind(4, record.error);
     put.bind(5, record.created_ns).run();
-    sqlite_statement forget(connection,
-                            "DELETE FROM collect_transaction WHERE subclient_id = ?1 AND status NOT IN (?2, ?3) "
-                            "AND seq < (SELECT seq FROM collect_transaction WHERE subclient_id = ?1 "
-                            "ORDER BY seq DESC LIMIT 1 OFFSET ?4)");
+    sql_statement forget(connection,
+                         "DELETE FROM collect_transaction WHERE subclient_id = ?1 AND status NOT IN (?2, ?3) "
+                         "AND seq < (SELECT seq FROM collect_transaction WHERE subclient_id = ?1 "
+                         "ORDER BY seq DESC LIMIT 1 OFFSET ?4)");
     forget.bind(1, record.subclient_id).bind(2, std::int64_t{App::ProcessingStatus_QUEUED});
     forget.bind(3, std::int64_t{App::ProcessingStatus_PROCESSING}).bind(4, kept_transactions - 1).run();
 }
 
-std::optional<transaction_record> read_transaction(sqlite_connection& connection, const std::string& id) {
-    sqlite_statement statement(connection, (std::string(select_transaction) + "WHERE id = ?1").c_str());
+std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id) {
+    sql_statement statement(connection, (std::string(select_transaction) + "WHERE id = ?1").c_str());
     return only_row(statement.bind(1, id), transaction_row);
 }
 
-std::optional<transaction_record> read_last_transaction(sqlite_connection& connection, std::int64_t subclient_id) {
-    sqlite_statement statement(
+std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id) {
+    sql_statement statement(
         connection, (std::string(select_transaction) + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
     return only_row(statement.bind(1, subclient_id), transaction_row);
 }
 
-std::vector<transaction_record> read_open_transactions(sqlite_connection& connection) {
-    sqlite_statement statement(connection,
-                               (std::string(select_transaction) + "WHERE status IN (?1, ?2) ORDER BY seq").c_str());
+std::vector<transaction_record> read_open_transactions(sql_connection& connection) {
+    sql_statement statement(connection,
+                            (std::string(select_transaction) + "WHERE status IN (?1, ?2) ORDER BY seq").c_str());
     statement.bind(1, std::int64_t{App::ProcessingStatus_QUEUED})
         .bind(2, std::int64_t{App::ProcessingStatus_PROCESSING});
     return all_rows(statement, transaction_row);

@@ -1,0 +1,195 @@
+// The storage engine over relational storage: connections that write and connections that read, each search in one read
+// transaction, so that it sees one state of the index however many files are applied meanwhile.
+#include <chrono>
+
+#include "server/collect_applier.h"
+#include "server/connection_pool.h"
+#include "server/engine.h"
+#include "server/line_reader.h"
+#include "server/result_builder.h"
+#include "server/search_query.h"
+#include "server/searcher.h"
+#include "server/sql_records.h"
+#include "server/sqlite_driver.h"
+#include "server/sqlite_schema.h"
+
+namespace index_server {
+
+namespace {
+
+constexpr std::size_t most_readers = 16;
+
+using opener = std::function<std::unique_ptr<sql_connection>(sql_access)>;
+
+std::int64_t now_ns() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+/// A connection for reading, with what is prepared on it.
+struct reader {
+    explicit reader(const opener& open) : connection(open(sql_access::read)), searches(*connection) {}
+
+    std::unique_ptr<sql_connection> connection;
+    searcher searches;
+};
+
+/// A connection for writing, with what is prepared on it.
+struct writer {
+    explicit writer(const opener& open) : connection(open(sql_access::write)), applier(*connection) {}
+
+    std::unique_ptr<sql_connection> connection;
+    collect_applier applier;
+};
+
+class sql_engine : public engine {
+    /// Runs the work on a connection of its own. All work of an engine has the same effect when it is done again, so it
+    /// is done once more when the connection turns out to be dead: a storage that was restarted is not noticed outside.
+    template <class Item, class Work>
+    static auto on_connection(connection_pool<Item>& pool, const Work& work) {
+        for (bool is_last = false;; is_last = true) {
+            try {
+                auto lease = pool.take();
+                auto result = work(*lease);
+                lease.give_back();
+                return result;
+            } catch (const storage_unavailable&) {
+                pool.drop_idle();
+                if (is_last) throw;
+            }
+        }
+    }
+
+    template <class Item, class Work>
+    static auto in_transaction(connection_pool<Item>& pool, sql_access what, const Work& work) {
+        return on_connection(pool, [&](Item& item) {
+            sql_transaction transaction(*item.connection, what);
+            auto result = work(item);
+            transaction.commit();
+            return result;
+        });
+    }
+
+    template <class Work>
+    auto reading(const Work& work) {
+        return in_transaction(readers_, sql_access::read, work);
+    }
+    template <class Work>
+    auto writing(const Work& work) {
+        return in_transaction(writers_, sql_access::write, work);
+    }
+
+public:
+    /// The schema is there. `most_writers` is how many transactions the storage lets write at once.
+    sql_engine(const opener& open, std::size_t most_writers)
+        : readers_(most_readers, [open] { return std::make_unique<reader>(open); }),
+          writers_(most_writers, [open] { return std::make_unique<writer>(open); }) {}
+
+    share register_share(const std::string& name) override {
+        return writing([&](writer& to) {
+            if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
+            const share made = insert_share(*to.connection, name);
+            to.applier.make_root(made);
+            return made;
+        });
+    }
+
+    std::vector<share> shares() override {
+        return reading([](reader& from) { return read_shares(*from.connection); });
+    }
+
+    std::optional<share> share_of_subclient(std::int64_t subclient_id) override {
+        return reading([&](reader& from) { return read_share_of_subclient(*from.connection, subclient_id); });
+    }
+
+    void add_token(const token_grant& grant) override {
+        writing([&](writer& to) { return insert_token(*to.connection, grant), true; });
+    }
+
+    std::vector<token_grant> tokens() override {
+        return reading([](reader& from) { return read_tokens(*from.connection); });
+    }
+
+    void put_transaction(const transaction_record& record) override {
+        writing([&](writer& to) { return write_transaction(*to.connection, record), true; });
+    }
+
+    std::optional<transaction_record> transaction(const std::string& id) override {
+        return reading([&](reader& from) { return read_transaction(*from.connection, id); });
+    }
+
+    std::optional<transaction_record> last_transaction(std::int64_t subclient_id) override {
+        return reading([&](reader& from) { return read_last_transaction(*from.connection, subclient_id); });
+    }
+
+    std::vector<transaction_record> open_transactions() override {
+        return reading([](reader& from) { return read_open_transactions(*from.connection); });
+    }
+
+    apply_outcome apply_collect_file(const share& target, const std::string& path) override;
+    void search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
+                KT5ContentIndexing::ZYSearchResp& response) override;
+
+private:
+    connection_pool<reader> readers_;
+    connection_pool<writer> writers_;
+};
+
+/// Applies the file's lines up to the first that cannot be understood, and returns why.
+std::string apply_lines(const std::string& path, collect_applier& applier, apply_outcome& outcome) {
+    line_reader lines(path, max_collect_line_bytes);
+    std::string_view text;
+    collect_line line;
+    for (;;) {
+        const line_reader::result got = lines.next(text);
+        if (got == line_reader::result::end) return {};
+        ++outcome.lines;
+        if (got == line_reader::result::too_long) return "line too long";
+        if (got == line_reader::result::incomplete) return "no line feed at the end of the file";
+        std::string reason = parse_collect_line(text, line);
+        if (!reason.empty()) return reason;
+        applier.apply(line);
+    }
+}
+
+apply_outcome sql_engine::apply_collect_file(const share& target, const std::string& path) {
+    return on_connection(writers_, [&](writer& to) {
+        apply_outcome outcome;
+        sql_transaction transaction(*to.connection, sql_access::write);
+        to.applier.begin(target, now_ns());
+        const std::string reason = apply_lines(path, to.applier, outcome);
+        if (!reason.empty()) {
+            outcome.error_line = outcome.lines;
+            outcome.error = "line " + std::to_string(outcome.lines) + ": " + reason;
+            return outcome;
+        }
+        to.applier.finish();
+        transaction.commit();
+        outcome.applied = true;
+        return outcome;
+    });
+}
+
+void sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
+                        KT5ContentIndexing::ZYSearchResp& response) {
+    search_query query;
+    const std::vector<search_fault> faults = read_search_request(request, target, query);
+    for (const search_fault& fault : faults)
+        add_search_error(response, fault.code, fault.text);
+    if (!faults.empty()) return;
+
+    auto items = reading([&](reader& from) { return from.searches.items(target, query); });
+    const auto result_set = response.getObjectAccessor(true, true, 7, 13, 14, 33);
+    *result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true) = std::move(items);
+}
+
+}  // namespace
+
+std::unique_ptr<engine> open_sqlite_engine(const std::string& directory) {
+    const std::string path = directory + "/index.db";
+    const opener open = [path](sql_access what) { return open_sqlite(path, what); };
+    prepare_schema(*open(sql_access::write));
+    return std::make_unique<sql_engine>(open, 1);
+}
+
+}  // namespace index_server

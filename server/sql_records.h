@@ -1,0 +1,29 @@
+// Shares, tokens and transaction records in the storage.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/engine.h"
+#include "server/sql.h"
+
+namespace index_server {
+
+// Readers: locks: none, each is one statement on a connection of the caller's own.
+std::vector<share> read_shares(sql_connection& connection);
+std::optional<share> read_share_of_subclient(sql_connection& connection, std::int64_t subclient_id);
+std::optional<share> read_share_of_name(sql_connection& connection, const std::string& name);
+std::vector<token_grant> read_tokens(sql_connection& connection);
+std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id);
+std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id);
+std::vector<transaction_record> read_open_transactions(sql_connection& connection);
+
+// Writers: locks: inside a write transaction.
+/// Gives the share ids that no other has, and stores it.
+share insert_share(sql_connection& connection, const std::string& name);
+void insert_token(sql_connection& connection, const token_grant& grant);
+/// Also forgets the oldest finished records of the share, once there are many.
+void write_transaction(sql_connection& connection, const transaction_record& record);
+
+}  // namespace index_server

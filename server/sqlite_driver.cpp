@@ -1,0 +1,129 @@
+// Connections and statements of the embedded database, over its C handles.
+#include "server/sqlite_driver.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace index_server {
+
+namespace {
+
+// Long enough to sit out a checkpoint; a writer never waits for another, since there is one.
+constexpr int busy_wait_ms = 10000;
+
+[[noreturn]] void fail(sqlite3* handle, const char* what) {
+    throw std::runtime_error(std::string("database: ") + what + ": " +
+                             (handle != nullptr ? sqlite3_errmsg(handle) : "out of memory"));
+}
+
+/// The database holds what the shares hold, so it belongs to its owner alone; its side files take its mode over.
+void make_private_file(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor < 0) throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
+    ::close(descriptor);
+}
+
+class sqlite_cursor : public sql_cursor {
+public:
+    sqlite_cursor(sqlite3* connection, const char* sql) {
+        if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &handle_, nullptr) != SQLITE_OK)
+            fail(connection, "cannot prepare a statement");
+    }
+    ~sqlite_cursor() override { sqlite3_finalize(handle_); }
+
+    void bind_null(int index) override { check(sqlite3_bind_null(handle_, index), "cannot bind no value"); }
+
+    void bind_integer(int index, std::int64_t value) override {
+        check(sqlite3_bind_int64(handle_, index, value), "cannot bind a number");
+    }
+
+    void bind_text(int index, std::string_view text) override {
+        // A null pointer would be bound as no value.
+        const char* data = text.data() != nullptr ? text.data() : "";
+        check(sqlite3_bind_text64(handle_, index, data, text.size(), SQLITE_STATIC, SQLITE_UTF8), "cannot bind a text");
+    }
+
+    bool step() override {
+        const int code = sqlite3_step(handle_);
+        if (code == SQLITE_ROW) return true;
+        if (code == SQLITE_DONE) {
+            sqlite3_reset(handle_);
+            return false;
+        }
+        const std::string reason = sqlite3_errmsg(sqlite3_db_handle(handle_));
+        sqlite3_reset(handle_);
+        throw std::runtime_error("database: cannot run a statement: " + reason);
+    }
+
+    void reset() noexcept override { sqlite3_reset(handle_); }
+
+    std::int64_t integer(int column) const override { return sqlite3_column_int64(handle_, column); }
+
+    std::string_view text(int column) const override {
+        const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(handle_, column));
+        if (data == nullptr) return {};
+        return {data, static_cast<std::size_t>(sqlite3_column_bytes(handle_, column))};
+    }
+
+    bool is_null(int column) const override { return sqlite3_column_type(handle_, column) == SQLITE_NULL; }
+
+private:
+    void check(int code, const char* what) const {
+        if (code != SQLITE_OK) fail(sqlite3_db_handle(handle_), what);
+    }
+
+    sqlite3_stmt* handle_ = nullptr;
+};
+
+class sqlite_connection : public sql_connection {
+public:
+    sqlite_connection(const std::string& path, sql_access what) {
+        const bool writes = what == sql_access::write;
+        const int flags = (writes ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY) |
+                          SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+        try {
+            if (writes) make_private_file(path);
+            if (sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr) != SQLITE_OK) fail(handle_, "cannot open");
+            sqlite3_busy_timeout(handle_, busy_wait_ms);
+            // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
+            run("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
+            if (writes) run("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
+        } catch (...) {
+            sqlite3_close_v2(handle_);
+            throw;
+        }
+    }
+
+    ~sqlite_connection() override { sqlite3_close_v2(handle_); }
+
+    sql_dialect dialect() const noexcept override { return sql_dialect::sqlite; }
+    void execute(const char* sql) override { run(sql); }
+    std::unique_ptr<sql_cursor> prepare(const char* sql) override {
+        return std::make_unique<sqlite_cursor>(handle_, sql);
+    }
+
+    // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
+    void begin(sql_access what) override { run(what == sql_access::write ? "BEGIN IMMEDIATE" : "BEGIN"); }
+    void commit() override { run("COMMIT"); }
+    // The database may have rolled back by itself, which makes this fail; either way nothing of it stays.
+    void roll_back() noexcept override { sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr); }
+
+private:
+    void run(const char* sql) {
+        if (sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(handle_, "cannot run a command");
+    }
+
+    sqlite3* handle_ = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<sql_connection> open_sqlite(const std::string& path, sql_access what) {
+    return std::make_unique<sqlite_connection>(path, what);
+}
+
+}  // namespace index_server
