@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "server/name_folding.h"
+#include "server/sql_records.h"
 #include "server/version_time.h"
 
 namespace index_server {
@@ -15,8 +16,8 @@ constexpr std::size_t max_parents = 4096;
 
 constexpr const char* insert_version_sql =
     "INSERT INTO version(parent, name, name_key, data_type, size, mode, uid, gid, atime, ctime, mtime, extent_type, "
-    "extent_size, extent_number, link_target, xattr, object, version_guid, state, vtime, arrival, dtime, whole) "
-    "VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17,?18,?19,?20,?21,?22,?23) RETURNING id";
+    "extent_size, extent_number, link_target, xattr, object, version_guid, state, vtime, arrival, dtime, whole, share) "
+    "VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17,?18,?19,?20,?21,?22,?23,?24) RETURNING id";
 
 constexpr const char* lay_over_sql =
     "UPDATE version SET parent = coalesce(?1, parent), name = coalesce(?2, name), name_key = coalesce(?3, name_key), "
@@ -24,7 +25,7 @@ constexpr const char* lay_over_sql =
     "uid = coalesce(?7, uid), gid = coalesce(?8, gid), atime = coalesce(?9, atime), ctime = coalesce(?10, ctime), "
     "mtime = coalesce(?11, mtime), extent_type = coalesce(?12, extent_type), "
     "extent_size = coalesce(?13, extent_size), extent_number = coalesce(?14, extent_number), "
-    "link_target = coalesce(?15, link_target), xattr = coalesce(?16, xattr) WHERE id = ?17";
+    "link_target = coalesce(?15, link_target), xattr = coalesce(?16, xattr) WHERE id = ?17 AND share = ?18";
 
 enum state : std::int64_t { living = 0, deleted = 1, superseded = 2 };
 
@@ -62,37 +63,50 @@ collect_applier::collect_applier(sql_connection& connection)
     : connection_(connection),
       find_object_(connection, "SELECT id, newest FROM object WHERE share = ?1 AND guid = ?2"),
       add_object_(connection, "INSERT INTO object(share, guid) VALUES(?1, ?2) RETURNING id"),
-      find_version_(connection, "SELECT id FROM version WHERE object = ?1 AND version_guid = ?2"),
+      find_version_(connection, "SELECT id FROM version WHERE object = ?1 AND version_guid = ?2 AND share = ?3"),
       find_version_up_to_(connection,
-                          "SELECT id FROM version WHERE object = ?1 AND vtime <= ?2 "
+                          "SELECT id FROM version WHERE object = ?1 AND vtime <= ?2 AND share = ?3 "
                           "ORDER BY vtime DESC, arrival DESC LIMIT 1"),
       insert_version_(connection, insert_version_sql),
       lay_over_(connection, lay_over_sql),
-      touch_arrival_(connection, "UPDATE version SET arrival = ?2 WHERE id = ?1"),
-      read_rank_(connection, "SELECT vtime, dtime, state FROM version WHERE id = ?1"),
-      set_state_(connection, "UPDATE version SET state = ?2 WHERE id = ?1"),
-      set_newest_(connection, "UPDATE object SET newest = ?2 WHERE id = ?1"),
+      touch_arrival_(connection, "UPDATE version SET arrival = ?2 WHERE id = ?1 AND share = ?3"),
+      read_rank_(connection, "SELECT vtime, dtime, state FROM version WHERE id = ?1 AND share = ?2"),
+      set_state_(connection, "UPDATE version SET state = ?2 WHERE id = ?1 AND share = ?3"),
+      set_newest_(connection, "UPDATE object SET newest = ?2 WHERE id = ?1 AND share = ?3"),
       set_dtime_(connection,
                  "UPDATE version SET dtime = ?2, state = CASE WHEN state = 2 THEN 2 WHEN ?2 = 0 THEN 0 ELSE 1 END "
-                 "WHERE id = ?1"),
+                 "WHERE id = ?1 AND share = ?3"),
       set_property_(connection,
-                    "INSERT INTO version_property(version, name, value) VALUES(?1, ?2, ?3) "
-                    "ON CONFLICT(version, name) DO UPDATE SET value = excluded.value"),
-      read_meta_(connection, "SELECT value FROM meta WHERE key = 'last_arrival'"),
-      write_meta_(connection, "UPDATE meta SET value = ?1 WHERE key = 'last_arrival'"),
-      last_version_(connection, "SELECT coalesce(max(id), 0) FROM version"),
+                    "INSERT INTO version_property(version, name, value, share) VALUES(?1, ?2, ?3, ?4) "
+                    "ON CONFLICT(share, version, name) DO UPDATE SET value = excluded.value"),
+      lock_share_(connection,
+                  "UPDATE share SET last_arrival = last_arrival WHERE subclient_id = ?1 RETURNING last_arrival"),
+      set_last_arrival_(connection, "UPDATE share SET last_arrival = ?1 WHERE subclient_id = ?2"),
+      last_version_(connection, last_id_sql(connection, "version").c_str()),
       extents_(connection),
       fill_(connection) {}
 
-void collect_applier::begin(const share& target, std::int64_t now_ns) {
+/// The share stays bound until the next file.
+void collect_applier::bind_share(const share& target) {
     share_ = target.subclient_id;
+    insert_version_.bind(24, share_);
+    lay_over_.bind(18, share_);
+    read_rank_.bind(2, share_);
+    set_property_.bind(4, share_);
+    for (sql_statement* statement :
+         {&find_version_, &find_version_up_to_, &touch_arrival_, &set_state_, &set_newest_, &set_dtime_})
+        statement->bind(3, share_);
+}
+
+void collect_applier::begin(const share& target, std::int64_t now_ns) {
+    bind_share(target);
     parents_.clear();
     revived_.clear();
-    read_meta_.step();
+    lock_share_.bind(1, share_).step();
     // Each line takes one step more than the one before it, even if the clock was set back in between.
-    arrival_ = std::max(now_ns, read_meta_.integer(0));
-    read_meta_.reset();
-    last_version_.step();
+    arrival_ = std::max(now_ns, lock_share_.integer(0));
+    lock_share_.reset();
+    last_version_.bind(1, share_).step();
     last_old_version_ = last_version_.integer(0);
     last_version_.reset();
     root_object_ = intern(target.root_guid).id;
@@ -100,13 +114,13 @@ void collect_applier::begin(const share& target, std::int64_t now_ns) {
 }
 
 void collect_applier::finish() {
-    fill_.fill_since(last_old_version_);
+    fill_.fill_since(share_, last_old_version_);
     extents_.finish();
-    write_meta_.bind(1, arrival_).run();
+    set_last_arrival_.bind(1, arrival_).bind(2, share_).run();
 }
 
 void collect_applier::make_root(const share& target) {
-    share_ = target.subclient_id;
+    bind_share(target);
     root_object_ = 0;
     const object_row above = intern({});
     object_row root = intern(target.root_guid);
@@ -118,7 +132,11 @@ void collect_applier::make_root(const share& target) {
     arrival_ = 0;
     // Its version time is the earliest of all, so that the root is there at every moment that can be asked about.
     const std::int64_t version = insert(root, line, 0, 0);
-    sql_statement(connection_, "UPDATE version SET parent = ?2 WHERE id = ?1").bind(1, version).bind(2, above.id).run();
+    sql_statement(connection_, "UPDATE version SET parent = ?2 WHERE id = ?1 AND share = ?3")
+        .bind(1, version)
+        .bind(2, above.id)
+        .bind(3, share_)
+        .run();
 }
 
 void collect_applier::apply(const collect_line& line) {

@@ -48,6 +48,7 @@ private:
         std::int64_t newest = 0;  ///< 0 while the object has no version
     };
 
+    void bind_share(const share& target);
     object_row intern(std::string_view guid);
     std::int64_t intern_parent(std::string_view guid);
     std::int64_t named_version(const object_row& object, const collect_line& line);
@@ -86,8 +87,8 @@ private:
     sql_statement set_newest_;
     sql_statement set_dtime_;
     sql_statement set_property_;
-    sql_statement read_meta_;
-    sql_statement write_meta_;
+    sql_statement lock_share_;
+    sql_statement set_last_arrival_;
     sql_statement last_version_;
     extent_applier extents_;
     version_fill fill_;

@@ -13,9 +13,9 @@ namespace index_server {
 directory_listing::directory_listing(sql_connection& connection, history& versions)
     : history_(versions),
       page_of_directory_(connection,
-                         "SELECT id, dtime FROM version WHERE parent = ?1 AND state < 2 "
-                         "AND ((1 << coalesce(data_type, 1)) & CAST(?2 AS BIGINT)) <> 0 "
-                         "ORDER BY state, vtime, id LIMIT ?3 OFFSET ?4") {}
+                         "SELECT id, dtime FROM version WHERE share = ?1 AND parent = ?2 AND state < 2 "
+                         "AND ((1 << coalesce(data_type, 1)) & CAST(?3 AS BIGINT)) <> 0 "
+                         "ORDER BY state, vtime, id LIMIT ?4 OFFSET ?5") {}
 
 std::vector<search_hit> directory_listing::page(const search_query& query,
                                                 const std::vector<found_directory>& directories,
@@ -72,8 +72,8 @@ bool directory_listing::can_page_in_index(const search_query& query, std::size_t
 std::vector<search_hit> directory_listing::page_in_index(const search_query& query, const found_directory& where) {
     std::vector<search_hit> hits;
     const statement_run run(page_of_directory_);
-    page_of_directory_.bind(1, where.object).bind(2, std::int64_t{query.data_types});
-    page_of_directory_.bind(3, query.page_size).bind(4, query.page_start);
+    page_of_directory_.bind(1, share_).bind(2, where.object).bind(3, std::int64_t{query.data_types});
+    page_of_directory_.bind(4, query.page_size).bind(5, query.page_start);
     while (page_of_directory_.step()) {
         const std::int64_t end_s = earlier_end(where.end_s, page_of_directory_.integer(1));
         hits.push_back({page_of_directory_.integer(0), end_s, where.path});

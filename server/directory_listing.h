@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "server/candidates.h"
+#include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
 #include "server/sql.h"
@@ -25,6 +26,9 @@ class directory_listing {
 public:
     directory_listing(sql_connection& connection, history& versions);
 
+    /// Begins the questions of one search.
+    void begin(const share& target) { share_ = target.subclient_id; }
+
     /// The page of what stands in the directories, or of what has the name there.
     std::vector<search_hit> page(const search_query& query, const std::vector<found_directory>& directories,
                                  const std::optional<std::string>& name);
@@ -35,6 +39,7 @@ private:
     bool can_page_in_index(const search_query& query, std::size_t directories) const;
     std::vector<search_hit> page_in_index(const search_query& query, const found_directory& where);
 
+    std::int64_t share_ = 0;
     history& history_;
     sql_statement page_of_directory_;
 };

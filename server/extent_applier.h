@@ -30,7 +30,6 @@ private:
     void set_properties(std::int64_t extent, const collect_line& line);
 
     // Of the file being applied.
-    std::int64_t share_ = 0;
     std::int64_t last_old_extent_ = 0;
 
     sql_statement find_;

@@ -11,17 +11,18 @@ enum column : int { guid, version_guid, number, vtime, size, extent_type, link_t
 
 constexpr const char* read_extent_sql =
     "SELECT e.guid, e.version_guid, e.number, e.vtime, e.size, e.extent_type, e.link_target, e.xattr, e.backup_id, "
-    "f.guid FROM extent e JOIN object f ON f.id = e.file WHERE e.id = ?1";
+    "f.guid FROM extent e JOIN object f ON f.share = e.share AND f.id = e.file WHERE e.share = ?1 AND e.id = ?2";
 
 }  // namespace
 
 extent_results::extent_results(sql_connection& connection)
     : read_extent_(connection, read_extent_sql),
-      read_properties_(connection, "SELECT name, value FROM extent_property WHERE extent = ?1 ORDER BY name") {}
+      read_properties_(connection,
+                       "SELECT name, value FROM extent_property WHERE share = ?1 AND extent = ?2 ORDER BY name") {}
 
 void extent_results::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
     const statement_run run(read_extent_);
-    if (!read_extent_.bind(1, hit.version).step()) return;
+    if (!read_extent_.bind(1, share_).bind(2, hit.version).step()) return;
     item.setstring(24, 51, std::string(read_extent_.text(guid)));
     item.setstring(37, 82, std::string(read_extent_.text(version_guid)));
     item.setstring(46, 103, std::string(read_extent_.text(file_guid)));
@@ -53,7 +54,7 @@ void extent_results::fill_properties(const search_query& query, const search_hit
         add_property(list, "LINK_TARGET", std::string(read_extent_.text(link_target)));
     if (!query.custom_prefix.empty()) {
         const statement_run run(read_properties_);
-        read_properties_.bind(1, hit.version);
+        read_properties_.bind(1, share_).bind(2, hit.version);
         while (read_properties_.step()) {
             add_property(list, query.custom_prefix + std::string(read_properties_.text(0)),
                          std::string(read_properties_.text(1)));

@@ -10,7 +10,8 @@ extent_search::extent_search(sql_connection& connection, ancestry& ways_up)
     : ancestry_(ways_up),
       find_file_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ?2 AND guid <> ''"),
       versions_of_file_(connection,
-                        "SELECT id, number, vtime, dtime, coalesce(data_type, 1) FROM extent WHERE file = ?1 "
+                        "SELECT id, number, vtime, dtime, coalesce(data_type, 1) FROM extent "
+                        "WHERE share = ?1 AND file = ?2 "
                         "ORDER BY number DESC, vtime DESC, arrival DESC"),
       page_not_backed_up_(connection,
                           "SELECT id, dtime FROM extent WHERE share = ?1 AND state < 2 AND backup_id IS NULL "
@@ -21,8 +22,9 @@ std::vector<search_hit> extent_search::of_file(const share& target, const search
     const statement_run run(find_file_);
     if (!find_file_.bind(1, target.subclient_id).bind(2, query.key_value).step()) return {};
     const std::int64_t file = find_file_.integer(0);
+    versions_of_file_.bind(1, target.subclient_id).bind(2, file);
     ancestry_.begin(target, query);
-    std::vector<candidate> candidates = collect(query, file, ancestry_.of(file).end_s);
+    std::vector<candidate> candidates = collect(query, ancestry_.of(file).end_s);
     cut_page(query, candidates);
     std::vector<search_hit> hits;
     for (const candidate& chosen : candidates)
@@ -30,7 +32,7 @@ std::vector<search_hit> extent_search::of_file(const share& target, const search
     return hits;
 }
 
-std::vector<candidate> extent_search::collect(const search_query& query, std::int64_t file, std::int64_t file_end_s) {
+std::vector<candidate> extent_search::collect(const search_query& query, std::int64_t file_end_s) {
     const bool grouped = query.grouped_by == search_query::grouping::extent_number;
     std::vector<candidate> candidates;
     std::vector<candidate> group;
@@ -40,7 +42,6 @@ std::vector<candidate> extent_search::collect(const search_query& query, std::in
         group.clear();
     };
     const statement_run run(versions_of_file_);
-    versions_of_file_.bind(1, file);
     bool first = true;
     std::int64_t number = 0, newer_end_s = 0;
     while (versions_of_file_.step()) {

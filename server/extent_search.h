@@ -23,7 +23,7 @@ public:
     std::vector<search_hit> not_backed_up(const share& target, const search_query& query);
 
 private:
-    std::vector<candidate> collect(const search_query& query, std::int64_t file, std::int64_t file_end_s);
+    std::vector<candidate> collect(const search_query& query, std::int64_t file_end_s);
 
     ancestry& ancestry_;
     sql_statement find_file_;

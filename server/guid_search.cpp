@@ -7,8 +7,7 @@
 
 namespace index_server {
 
-guid_search::guid_search(sql_connection& connection, history& versions, directory_listing& listing,
-                         ancestry& ways_up)
+guid_search::guid_search(sql_connection& connection, history& versions, directory_listing& listing, ancestry& ways_up)
     : history_(versions),
       listing_(listing),
       ancestry_(ways_up),

@@ -11,15 +11,20 @@ namespace {
 #define IIF_COLUMNS "SELECT id, object, vtime, dtime, coalesce(data_type, 1), parent, name FROM version "
 // Everything is in one direction, as the index has it, so that nothing is sorted; and a name is looked up by name, not
 // among the newest of its directory, which the plus sign forbids.
-constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE parent = ?1 AND state < 2";
-constexpr const char* newest_of_name_sql = IIF_COLUMNS "WHERE parent = ?1 AND name_key = ?2 AND +state < 2";
+constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND state < 2";
+constexpr const char* newest_of_name_sql =
+    IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND name_key = ?3 AND +state < 2";
 constexpr const char* all_in_directory_sql = IIF_COLUMNS
-    "WHERE object IN (SELECT object FROM version WHERE parent = ?1) ORDER BY object DESC, vtime DESC, arrival DESC";
-constexpr const char* all_of_name_sql = IIF_COLUMNS
-    "WHERE object IN (SELECT object FROM version WHERE parent = ?1 AND name_key = ?2) "
+    "WHERE share = ?1 AND object IN (SELECT object FROM version WHERE share = ?1 AND parent = ?2) "
     "ORDER BY object DESC, vtime DESC, arrival DESC";
-constexpr const char* newest_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDER BY vtime DESC, arrival DESC LIMIT 1";
-constexpr const char* all_of_object_sql = IIF_COLUMNS "WHERE object = ?1 ORDER BY vtime DESC, arrival DESC";
+constexpr const char* all_of_name_sql = IIF_COLUMNS
+    "WHERE share = ?1 AND object IN "
+    "(SELECT object FROM version WHERE share = ?1 AND parent = ?2 AND name_key = ?3) "
+    "ORDER BY object DESC, vtime DESC, arrival DESC";
+constexpr const char* newest_of_object_sql =
+    IIF_COLUMNS "WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1";
+constexpr const char* all_of_object_sql =
+    IIF_COLUMNS "WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC";
 #undef IIF_COLUMNS
 
 version_in_place read_row(const sql_statement& row) {
@@ -53,8 +58,8 @@ bool history::matches(const place_filter& place, std::string_view name) const {
 void history::newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit) {
     sql_statement& rows = place.name ? newest_of_name_ : newest_in_directory_;
     const statement_run run(rows);
-    rows.bind(1, place.parent);
-    if (place.name) rows.bind(2, key_ = folded_name(*place.name));
+    rows.bind(1, share_).bind(2, place.parent);
+    if (place.name) rows.bind(3, key_ = folded_name(*place.name));
     while (rows.step()) {
         version_in_place version = read_row(rows);
         version.in_place = true;
@@ -65,8 +70,8 @@ void history::newest(const place_filter& place, const std::function<void(const v
 void history::all(const place_filter& place, const std::function<void(const std::vector<version_in_place>&)>& visit) {
     sql_statement& rows = place.name ? all_of_name_ : all_in_directory_;
     const statement_run run(rows);
-    rows.bind(1, place.parent);
-    if (place.name) rows.bind(2, key_ = folded_name(*place.name));
+    rows.bind(1, share_).bind(2, place.parent);
+    if (place.name) rows.bind(3, key_ = folded_name(*place.name));
 
     std::vector<version_in_place> versions;
     while (rows.step()) {
@@ -84,14 +89,14 @@ void history::all(const place_filter& place, const std::function<void(const std:
 
 std::optional<version_in_place> history::newest_of(std::int64_t object) {
     const statement_run run(newest_of_object_);
-    if (!newest_of_object_.bind(1, object).step()) return std::nullopt;
+    if (!newest_of_object_.bind(1, share_).bind(2, object).step()) return std::nullopt;
     return read_row(newest_of_object_);
 }
 
 std::vector<version_in_place> history::all_of(std::int64_t object) {
     std::vector<version_in_place> versions;
     const statement_run run(all_of_object_);
-    all_of_object_.bind(1, object);
+    all_of_object_.bind(1, share_).bind(2, object);
     while (all_of_object_.step()) {
         version_in_place version = read_row(all_of_object_);
         if (!versions.empty()) end_by_newer(version, versions.back());

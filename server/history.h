@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "server/engine.h"
 #include "server/sql.h"
 
 namespace index_server {
@@ -40,6 +41,9 @@ class history {
 public:
     explicit history(sql_connection& connection);
 
+    /// Begins the questions of one search.
+    void begin(const share& target) { share_ = target.subclient_id; }
+
     /// Each object's newest version, if it stands in the place.
     void newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit);
 
@@ -55,6 +59,7 @@ public:
 private:
     bool matches(const place_filter& place, std::string_view name) const;
 
+    std::int64_t share_ = 0;
     std::string key_;
     sql_statement newest_in_directory_;
     sql_statement newest_of_name_;

@@ -31,17 +31,19 @@ enum column : int {
 constexpr const char* read_version_sql =
     "SELECT v.version_guid, v.name, v.vtime, v.size, v.mode, v.uid, v.gid, v.atime, v.ctime, v.mtime, v.extent_type, "
     "v.extent_size, v.extent_number, v.link_target, v.xattr, v.backup_id, o.guid, p.guid "
-    "FROM version v JOIN object o ON o.id = v.object LEFT JOIN object p ON p.id = v.parent WHERE v.id = ?1";
+    "FROM version v JOIN object o ON o.share = v.share AND o.id = v.object "
+    "LEFT JOIN object p ON p.share = v.share AND p.id = v.parent WHERE v.share = ?1 AND v.id = ?2";
 
 }  // namespace
 
 result_builder::result_builder(sql_connection& connection)
     : read_version_(connection, read_version_sql),
-      read_properties_(connection, "SELECT name, value FROM version_property WHERE version = ?1 ORDER BY name") {}
+      read_properties_(connection,
+                       "SELECT name, value FROM version_property WHERE share = ?1 AND version = ?2 ORDER BY name") {}
 
 void result_builder::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
     const statement_run run(read_version_);
-    if (!read_version_.bind(1, hit.version).step()) return;
+    if (!read_version_.bind(1, share_).bind(2, hit.version).step()) return;
     const std::string leaf(read_version_.text(name));
     if (hit.directory && !leaf.empty()) item.setstring(2, 5, *hit.directory + "/" + leaf);
     if (!leaf.empty()) item.setstring(3, 9, leaf);
@@ -83,7 +85,7 @@ void result_builder::fill_properties(const search_query& query, const search_hit
         add_property(list, "LINK_TARGET", std::string(read_version_.text(link_target)));
     if (!query.custom_prefix.empty()) {
         const statement_run run(read_properties_);
-        read_properties_.bind(1, hit.version);
+        read_properties_.bind(1, share_).bind(2, hit.version);
         while (read_properties_.step()) {
             add_property(list, query.custom_prefix + std::string(read_properties_.text(0)),
                          std::string(read_properties_.text(1)));

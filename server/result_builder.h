@@ -5,6 +5,7 @@
 
 #include "host/message_classes.h"
 #include "server/candidates.h"
+#include "server/engine.h"
 #include "server/search_query.h"
 #include "server/sql.h"
 
@@ -15,12 +16,16 @@ class result_builder {
 public:
     explicit result_builder(sql_connection& connection);
 
+    /// Begins the answer of one search.
+    void begin(const share& target) { share_ = target.subclient_id; }
+
     void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
 private:
     void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);
     void fill_properties(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
+    std::int64_t share_ = 0;
     sql_statement read_version_;
     sql_statement read_properties_;
 };

@@ -14,6 +14,10 @@ searcher::searcher(sql_connection& connection)
       extent_results_(connection) {}
 
 std::vector<KT5ContentIndexing::GResultItem> searcher::items(const share& target, const search_query& query) {
+    history_.begin(target);
+    listing_.begin(target);
+    results_.begin(target);
+    extent_results_.begin(target);
     std::vector<KT5ContentIndexing::GResultItem> built;
     for (const search_hit& hit : hits(target, query)) {
         if (query.extents)

@@ -7,11 +7,11 @@
 #include "server/engine.h"
 #include "server/line_reader.h"
 #include "server/result_builder.h"
+#include "server/schema.h"
 #include "server/search_query.h"
 #include "server/searcher.h"
 #include "server/sql_records.h"
 #include "server/sqlite_driver.h"
-#include "server/sqlite_schema.h"
 
 namespace index_server {
 

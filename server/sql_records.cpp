@@ -113,6 +113,12 @@ void insert_token(sql_connection& connection, const token_grant& grant) {
     statement.bind(1, grant.hash).bind(2, grant.subclient_id).run();
 }
 
+std::string last_id_sql(const sql_connection& connection, const std::string& table) {
+    // The embedded engine gives out ids over all shares and has no index of a share's ids.
+    const bool of_all = connection.dialect() == sql_dialect::sqlite;
+    return "SELECT coalesce(max(id), 0) FROM " + table + " WHERE " + (of_all ? "?1 > 0" : "share = ?1");
+}
+
 std::vector<token_grant> read_tokens(sql_connection& connection) {
     sql_statement statement(connection, "SELECT hash, subclient_id FROM token ORDER BY id");
     return all_rows(statement, token_row);

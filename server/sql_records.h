@@ -19,6 +19,9 @@ std::optional<transaction_record> read_transaction(sql_connection& connection, c
 std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id);
 std::vector<transaction_record> read_open_transactions(sql_connection& connection);
 
+/// A statement that gives the highest id of a table in the share ?1, or one that no row of it exceeds.
+std::string last_id_sql(const sql_connection& connection, const std::string& table);
+
 // Writers: locks: inside a write transaction.
 /// Gives the share ids that no other has, and stores it.
 share insert_share(sql_connection& connection, const std::string& name);

@@ -10,9 +10,10 @@ constexpr std::int64_t objects_at_once = 1000;
 
 // Objects with a new version beside another one, each at its first new version.
 constexpr const char* new_objects_sql =
-    "SELECT v.id, v.object FROM version v WHERE v.id > ?1 "
-    "AND EXISTS(SELECT 1 FROM version o WHERE o.object = v.object AND o.id <> v.id) "
-    "AND NOT EXISTS(SELECT 1 FROM version e WHERE e.object = v.object AND e.id > ?2 AND e.id < v.id) "
+    "SELECT v.id, v.object FROM version v WHERE v.id > ?1 AND v.share = ?4 "
+    "AND EXISTS(SELECT 1 FROM version o WHERE o.share = v.share AND o.object = v.object AND o.id <> v.id) "
+    "AND NOT EXISTS(SELECT 1 FROM version e WHERE e.share = v.share AND e.object = v.object AND e.id > ?2 AND e.id < "
+    "v.id) "
     "ORDER BY v.id LIMIT ?3";
 
 constexpr const char* copy_attributes_sql =
@@ -23,10 +24,10 @@ constexpr const char* copy_attributes_sql =
     "extent_size = coalesce(version.extent_size, s.extent_size), "
     "extent_number = coalesce(version.extent_number, s.extent_number), "
     "link_target = coalesce(version.link_target, s.link_target), xattr = coalesce(version.xattr, s.xattr) "
-    "FROM version s WHERE version.id = ?1 AND s.id = ?2";
+    "FROM version s WHERE version.id = ?1 AND s.id = ?2 AND version.share = ?3 AND s.share = ?3";
 
-#define IIF_EARLIER "object = ?1 AND (vtime, arrival) < (?2, ?3) "
-#define IIF_OTHER "object = ?1 AND id <> ?2 "
+#define IIF_EARLIER "share = ?4 AND object = ?1 AND (vtime, arrival) < (?2, ?3) "
+#define IIF_OTHER "share = ?3 AND object = ?1 AND id <> ?2 "
 #define IIF_PLACED "AND parent IS NOT NULL AND name IS NOT NULL "
 #define IIF_NEWEST_FIRST "ORDER BY vtime DESC, arrival DESC LIMIT 1"
 constexpr const char* earlier_sql = "SELECT id FROM version WHERE " IIF_EARLIER IIF_NEWEST_FIRST;
@@ -43,23 +44,37 @@ constexpr const char* newest_placed_sql = "SELECT id FROM version WHERE " IIF_OT
 version_fill::version_fill(sql_connection& connection)
     : new_objects_(connection, new_objects_sql),
       new_versions_(connection,
-                    "SELECT id, vtime, arrival, whole FROM version WHERE object = ?1 AND id > ?2 "
+                    "SELECT id, vtime, arrival, whole FROM version WHERE share = ?3 AND object = ?1 AND id > ?2 "
                     "ORDER BY vtime, arrival"),
       without_place_(connection,
                      "SELECT id, vtime, arrival, whole FROM version "
-                     "WHERE object = ?1 AND (parent IS NULL OR name IS NULL) ORDER BY vtime, arrival"),
+                     "WHERE share = ?2 AND object = ?1 AND (parent IS NULL OR name IS NULL) ORDER BY vtime, arrival"),
       copy_attributes_(connection, copy_attributes_sql),
       copy_properties_(connection,
-                       "INSERT INTO version_property(version, name, value) "
-                       "SELECT ?1, name, value FROM version_property WHERE version = ?2 ON CONFLICT DO NOTHING"),
+                       "INSERT INTO version_property(share, version, name, value) "
+                       "SELECT share, ?1, name, value FROM version_property WHERE share = ?3 AND version = ?2 ON "
+                       "CONFLICT DO NOTHING"),
       copy_place_(connection,
                   "UPDATE version SET parent = coalesce(version.parent, s.parent), "
                   "name = coalesce(version.name, s.name), name_key = coalesce(version.name_key, s.name_key) "
-                  "FROM version s WHERE version.id = ?1 AND s.id = ?2"),
+                  "FROM version s WHERE version.id = ?1 AND s.id = ?2 AND version.share = ?3 AND s.share = ?3"),
       attribute_source_(connection, earlier_sql, newest_sql),
       place_source_(connection, earlier_placed_sql, newest_placed_sql) {}
 
-void version_fill::fill_since(std::int64_t last_old_version) {
+/// The share stays bound for the whole run.
+void version_fill::bind_share(std::int64_t share) {
+    new_objects_.bind(4, share);
+    without_place_.bind(2, share);
+    for (sql_statement* statement : {&new_versions_, &copy_attributes_, &copy_properties_, &copy_place_})
+        statement->bind(3, share);
+    for (source_finder* source : {&attribute_source_, &place_source_}) {
+        source->earlier.bind(4, share);
+        source->newest.bind(3, share);
+    }
+}
+
+void version_fill::fill_since(std::int64_t share, std::int64_t last_old_version) {
+    bind_share(share);
     std::int64_t last = last_old_version;
     for (;;) {
         const std::vector<std::int64_t> objects = objects_after(last, last_old_version, last);

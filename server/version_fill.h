@@ -17,7 +17,7 @@ public:
     explicit version_fill(sql_connection& connection);
 
     /// Fills the versions with ids above the given one.
-    void fill_since(std::int64_t last_old_version);
+    void fill_since(std::int64_t share, std::int64_t last_old_version);
 
 private:
     struct row {
@@ -36,6 +36,7 @@ private:
         sql_statement newest;
     };
 
+    void bind_share(std::int64_t share);
     std::vector<std::int64_t> objects_after(std::int64_t after, std::int64_t last_old_version, std::int64_t& last);
     static std::vector<row> rows_of(sql_statement& statement);
     void fill_attributes(std::int64_t object, std::int64_t last_old_version);

@@ -1,4 +1,4 @@
-// The tables of the embedded engine.
+// The tables of the storage.
 #pragma once
 
 #include "server/sql.h"
