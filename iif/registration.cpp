@@ -51,6 +51,16 @@ struct registration {
     std::string token;
 };
 
+// Why the server refused, in its own words where it has any.
+std::string stated_reason(const hostkit::http_answer& answer) {
+    json::error_code malformed;
+    const json::value body = json::parse(answer.body, malformed);
+    const json::object* fields = malformed ? nullptr : body.if_object();
+    const json::value* text = fields == nullptr ? nullptr : fields->if_contains("error");
+    if (text == nullptr || !text->is_string()) return "status " + std::to_string(answer.status);
+    return std::string(text->get_string());
+}
+
 // One try. Nothing when the server does not answer or is not well, with the reason.
 std::optional<share_identity> try_to_register(const registration& wanted, std::string& reason) {
     hostkit::http_request request;
@@ -73,9 +83,8 @@ std::optional<share_identity> try_to_register(const registration& wanted, std::s
         throw program_error(exit_code::refused,
                             "The index server does not take the admin token; check --admin-token-file.");
     if (answer.status >= 400 && answer.status < 500 && answer.status != 408 && answer.status != 429)
-        throw program_error(exit_code::refused, "The index server refuses to register " + wanted.name +
-                                                    " with status " + std::to_string(answer.status) +
-                                                    "; check --server and --share.");
+        throw program_error(exit_code::refused, "The index server refuses to register " + wanted.name + ": " +
+                                                    stated_reason(answer) + "; check --server and --share.");
     reason = "status " + std::to_string(answer.status);
     return std::nullopt;
 }

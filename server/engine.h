@@ -59,6 +59,8 @@ public:
 
     /// Stores a grant, unless it is there. Durable on return.
     virtual void add_token(const token_grant& grant) = 0;
+    /// Forgets a grant, if it is there. Durable on return.
+    virtual void remove_token(const token_grant& grant) = 0;
     virtual std::vector<token_grant> tokens() = 0;
 
     /// Inserts the record, or replaces the one of that id. Durable on return.

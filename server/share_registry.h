@@ -21,8 +21,9 @@ public:
     share_registry(engine& storage, token_store& tokens);
 
     /// Registers or finds the share of that name, durably, and issues a token for it. Throws std::invalid_argument
-    /// for a name that no share may have, std::runtime_error when the storage fails. With a token of an earlier
-    /// registration that one grants this share too, in place of a new one; std::invalid_argument when it is unknown.
+    /// for a name that no share may have, too_many_tokens, std::runtime_error when the storage fails. With a token of
+    /// an earlier registration that one grants this share too, in place of a new one; std::invalid_argument when it is
+    /// unknown.
     share_access register_share(const std::string& name, const std::optional<std::string>& token = std::nullopt);
 
     std::optional<share> by_subclient(std::int64_t subclient_id) const;

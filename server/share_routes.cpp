@@ -38,6 +38,8 @@ http_reply answer_registration(const std::string& body, share_registry& shares) 
         return {200, boost::json::serialize(answer)};
     } catch (const std::invalid_argument& refusal) {
         return error_reply(400, refusal.what());
+    } catch (const too_many_tokens& refusal) {
+        return error_reply(409, refusal.what());
     }
 }
 

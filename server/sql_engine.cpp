@@ -106,6 +106,10 @@ public:
         writing([&](writer& to) { return insert_token(*to.connection, grant), true; });
     }
 
+    void remove_token(const token_grant& grant) override {
+        writing([&](writer& to) { return delete_token(*to.connection, grant), true; });
+    }
+
     std::vector<token_grant> tokens() override {
         return reading([](reader& from) { return read_tokens(*from.connection); });
     }

@@ -119,6 +119,11 @@ std::string last_id_sql(const sql_connection& connection, const std::string& tab
     return "SELECT coalesce(max(id), 0) FROM " + table + " WHERE " + (of_all ? "?1 > 0" : "share = ?1");
 }
 
+void delete_token(sql_connection& connection, const token_grant& grant) {
+    sql_statement statement(connection, "DELETE FROM token WHERE hash = ?1 AND subclient_id = ?2");
+    statement.bind(1, grant.hash).bind(2, grant.subclient_id).run();
+}
+
 std::vector<token_grant> read_tokens(sql_connection& connection) {
     sql_statement statement(connection, "SELECT hash, subclient_id FROM token ORDER BY id");
     return all_rows(statement, token_row);

@@ -26,6 +26,7 @@ std::string last_id_sql(const sql_connection& connection, const std::string& tab
 /// Gives the share ids that no other has, and stores it.
 share insert_share(sql_connection& connection, const std::string& name);
 void insert_token(sql_connection& connection, const token_grant& grant);
+void delete_token(sql_connection& connection, const token_grant& grant);
 /// Also forgets the oldest finished records of the share, once there are many.
 void write_transaction(sql_connection& connection, const transaction_record& record);
 

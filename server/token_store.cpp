@@ -27,6 +27,10 @@ std::string hash_of(const std::string& token) {
 
 }  // namespace
 
+too_many_tokens::too_many_tokens()
+    : std::runtime_error(std::to_string(most_tokens_of_share) +
+                         " tokens grant the share already; withdraw them with iif admin share token --revoke") {}
+
 token_store::token_store(engine& storage, const std::string& admin_token) : storage_(storage) {
     for (const token_grant& stored : storage.tokens()) {
         grant& known = grants_[stored.hash];
@@ -37,6 +41,49 @@ token_store::token_store(engine& storage, const std::string& admin_token) : stor
 }
 
 std::string token_store::issue(std::int64_t subclient_id) {
+    const std::lock_guard change(changing_);
+    if (hashes_of(subclient_id).size() >= most_tokens_of_share) throw too_many_tokens();
+    return add(subclient_id);
+}
+
+std::string token_store::replace(std::int64_t subclient_id) {
+    const std::lock_guard change(changing_);
+    const std::vector<std::string> former = hashes_of(subclient_id);
+    std::string token = add(subclient_id);
+    for (const std::string& hash : former)
+        withdraw(hash, subclient_id);
+    return token;
+}
+
+void token_store::withdraw_all(std::int64_t subclient_id) {
+    const std::lock_guard change(changing_);
+    for (const std::string& hash : hashes_of(subclient_id))
+        withdraw(hash, subclient_id);
+}
+
+bool token_store::extend(const std::string& token, std::int64_t subclient_id) {
+    const std::lock_guard change(changing_);
+    const std::optional<grant> known = check(token);
+    if (!known || known->is_admin) return false;
+    if (known->covers(subclient_id)) return true;
+    if (hashes_of(subclient_id).size() >= most_tokens_of_share) throw too_many_tokens();
+    const std::string hash = hash_of(token);
+    storage_.add_token({hash, subclient_id});
+    const std::unique_lock lock(mutex_);
+    grants_[hash].subclient_ids.push_back(subclient_id);
+    return true;
+}
+
+std::vector<std::string> token_store::hashes_of(std::int64_t subclient_id) const {
+    std::vector<std::string> hashes;
+    const std::shared_lock lock(mutex_);
+    for (const auto& [hash, known] : grants_) {
+        if (!known.is_admin && known.covers(subclient_id)) hashes.push_back(hash);
+    }
+    return hashes;
+}
+
+std::string token_store::add(std::int64_t subclient_id) {
     std::string token = random_hex(token_bytes);
     const std::string hash = hash_of(token);
     storage_.add_token({hash, subclient_id});
@@ -45,15 +92,12 @@ std::string token_store::issue(std::int64_t subclient_id) {
     return token;
 }
 
-bool token_store::extend(const std::string& token, std::int64_t subclient_id) {
-    const std::optional<grant> known = check(token);
-    if (!known || known->is_admin) return false;
-    if (known->covers(subclient_id)) return true;
-    const std::string hash = hash_of(token);
-    storage_.add_token({hash, subclient_id});
+void token_store::withdraw(const std::string& hash, std::int64_t subclient_id) {
+    storage_.remove_token({hash, subclient_id});
     const std::unique_lock lock(mutex_);
-    grants_[hash].subclient_ids.push_back(subclient_id);
-    return true;
+    const auto known = grants_.find(hash);
+    std::erase(known->second.subclient_ids, subclient_id);
+    if (known->second.subclient_ids.empty()) grants_.erase(known);
 }
 
 std::optional<grant> token_store::check(const std::string& token) const {

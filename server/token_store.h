@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <shared_mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,23 +24,44 @@ struct grant {
     }
 };
 
-/// The tokens of one server. Any thread.
+/// Most tokens that grant one share at a time. A host keeps its token, so more are a sign of hosts that lose theirs.
+constexpr std::size_t most_tokens_of_share = 16;
+
+/// Thrown instead of issuing one token too many.
+class too_many_tokens : public std::runtime_error {
+public:
+    too_many_tokens();
+};
+
+/// The tokens of one server. Any thread. What changes them throws std::runtime_error when the storage fails, and has
+/// changed nothing then.
 class token_store {
 public:
     /// Loads the stored tokens; `admin_token` counts beside them.
     token_store(engine& storage, const std::string& admin_token);
 
-    /// Makes a token for a share. It is durable on return and told this once.
+    /// Makes a token for a share. It is durable on return and told this once. Throws too_many_tokens.
     std::string issue(std::int64_t subclient_id);
 
     /// Lets a token that `issue` made grant another share too, durably. False when there is no such token.
     bool extend(const std::string& token, std::int64_t subclient_id);
 
+    /// Makes a token for a share as `issue` does, and takes the share away from every other token.
+    std::string replace(std::int64_t subclient_id);
+
+    /// Takes the share away from all tokens. What they grant besides stays theirs.
+    void withdraw_all(std::int64_t subclient_id);
+
     /// What the token grants, or nothing when it is unknown.
     std::optional<grant> check(const std::string& token) const;
 
 private:
+    std::vector<std::string> hashes_of(std::int64_t subclient_id) const;
+    std::string add(std::int64_t subclient_id);
+    void withdraw(const std::string& hash, std::int64_t subclient_id);
+
     engine& storage_;
+    std::mutex changing_;                  // one change at a time, storage included; taken before mutex_
     mutable std::shared_mutex mutex_;      // guards grants_; never held across the storage
     std::map<std::string, grant> grants_;  // by the token's hash
 };

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include "server/token_store.h"
 #include "tests/server/served.h"
 
 namespace index_server {
@@ -130,6 +131,31 @@ TEST_F(access_test, one_token_may_grant_the_shares_of_one_process) {
         restart();
     }
     EXPECT_EQ(ask(admin).status, 400);
+}
+
+TEST_F(access_test, the_tokens_of_a_share_are_bounded_and_can_be_withdrawn) {
+    const auto opens = [&](const std::string& token, const share_access& which) {
+        return post(search_path, token, search_of(which.subclient_id)).status == 200;
+    };
+    const std::string admin = server_->admin_token();
+    ASSERT_EQ(post("/api/shares", admin, "{\"name\":\"mail\",\"token\":\"" + docs_.token + "\"}").status, 200);
+    std::string last = docs_.token;
+    for (std::size_t count = 1; count < most_tokens_of_share; ++count)
+        last = server_->register_share("docs").token;
+    EXPECT_TRUE(opens(last, docs_));
+    EXPECT_EQ(post("/api/shares", admin, "{\"name\":\"docs\"}").status, 409);
+    EXPECT_TRUE(opens(docs_.token, docs_)) << "a host in use must not lose its token to one too many";
+    server_.reset();
+    std::string fresh;
+    {
+        const std::unique_ptr<engine> storage = stored();
+        token_store tokens(*storage, admin);
+        fresh = tokens.replace(docs_.subclient_id);
+        EXPECT_FALSE(tokens.check(last));
+    }
+    start();
+    EXPECT_TRUE(opens(fresh, docs_) && !opens(last, docs_) && !opens(docs_.token, docs_));
+    EXPECT_TRUE(opens(docs_.token, mail_)) << "only the one share was taken away";
 }
 
 TEST_F(access_test, what_nobody_knows_is_an_empty_list_and_what_nobody_understands_is_refused) {

@@ -49,6 +49,7 @@ public:
     std::vector<share> shares() override { return real_->shares(); }
     std::optional<share> share_of_subclient(std::int64_t id) override { return real_->share_of_subclient(id); }
     void add_token(const token_grant& grant) override { real_->add_token(grant); }
+    void remove_token(const token_grant& grant) override { real_->remove_token(grant); }
     std::vector<token_grant> tokens() override { return real_->tokens(); }
     std::optional<transaction_record> transaction(const std::string& id) override { return real_->transaction(id); }
     std::optional<transaction_record> last_transaction(std::int64_t id) override { return real_->last_transaction(id); }
