@@ -2,7 +2,7 @@
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED COMPONENTS json)
 find_package(CURL REQUIRED)
-find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
 find_package(SQLite3 REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(EXPAT REQUIRED)

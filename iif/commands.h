@@ -43,8 +43,11 @@ struct host_options {
 struct server_options {
     common_options common;
     std::string data;
-    std::string listen = "127.0.0.1";
-    unsigned short port = 0;
+    // Each wins over the settings file.
+    std::optional<std::string> listen;
+    std::optional<unsigned short> port;
+    std::optional<std::string> tls_certificate;
+    std::optional<std::string> tls_key;
     bool allow_plain = false;
 };
 

@@ -80,8 +80,10 @@ void add_host(CLI::App& app, host_options& options, chosen& choice) {
 void add_server(CLI::App& app, server_options& options, chosen& choice) {
     CLI::App& command = *app.add_subcommand("server", "Run the index server alone");
     command.add_option("--data", options.data, "Directory of the index")->required();
-    command.add_option("--listen", options.listen, "Numeric address to listen on")->capture_default_str();
-    command.add_option("--port", options.port, "Port to listen on; 0 takes a free one")->capture_default_str();
+    command.add_option("--listen", options.listen, "Numeric address to listen on (default 127.0.0.1)");
+    command.add_option("--port", options.port, "Port to listen on (default: a free one)");
+    command.add_option("--tls-certificate", options.tls_certificate, "PEM file; makes the server speak TLS");
+    command.add_option("--tls-key", options.tls_key, "PEM file with the certificate's key");
     command.add_flag("--allow-plain", options.allow_plain, "Let other machines in without TLS");
     add_common(command, options.common);
     command.callback([&] { choice.run = [&] { return run_server(options); }; });

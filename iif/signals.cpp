@@ -1,40 +1,53 @@
-// Turns SIGINT and SIGTERM into a stop request that the program's loops poll.
+// Signals on a thread of their own.
 #include "iif/signals.h"
 
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <condition_variable>
-#include <mutex>
-
 namespace iif {
 namespace {
 
-sigset_t watched_signals() {
+sigset_t watched_signals(signal_watch::hangups mode) {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGUSR2);  // sent by the destructor alone, to end the wait
+    if (mode == signal_watch::hangups::are_told) sigaddset(&set, SIGHUP);
     return set;
 }
 
 }  // namespace
 
-signal_watch::signal_watch() {
+signal_watch::signal_watch(hangups mode) : mode_(mode) {
     ::signal(SIGPIPE, SIG_IGN);
-    const sigset_t set = watched_signals();
+    const sigset_t set = watched_signals(mode_);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    watcher_ = std::thread([source = source_, set]() mutable {
-        for (;;) {
-            int received = 0;
-            if (sigwait(&set, &received) != 0) return;
-            if (received == SIGUSR2) return;
+    watcher_ = std::thread([this] { watch(); });
+}
+
+void signal_watch::watch() {
+    const sigset_t set = watched_signals(mode_);
+    for (;;) {
+        int received = 0;
+        if (sigwait(&set, &received) != 0 || received == SIGUSR2) return;
+        if (received == SIGHUP) {
+            const std::lock_guard lock(mutex_);
+            hung_up_ = true;
+            changed_.notify_all();
+        } else if (!source_.request_stop()) {
             // Someone who asks twice no longer cares for an orderly end; the journals keep what was accepted.
-            if (!source.request_stop()) ::_exit(128 + received);
+            ::_exit(128 + received);
         }
-    });
+    }
+}
+
+bool signal_watch::wait_for_hangup() {
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait(lock, source_.get_token(), [this] { return hung_up_; })) return false;
+    hung_up_ = false;
+    return true;
 }
 
 signal_watch::~signal_watch() {

@@ -9,6 +9,7 @@
 #include "hostkit/settings.h"
 #include "iif/output.h"
 #include "server/index_server.h"
+#include "server/settings_reader.h"
 
 namespace iif {
 namespace {
@@ -54,8 +55,13 @@ stack::stack(share_host::state_dir state) : state_(std::move(state)), lock_(stat
 stack::~stack() = default;
 
 void stack::use_embedded_server() {
-    index_server::server_settings settings;
+    index_server::server_settings settings = index_server::read_server_settings(hostkit::process_settings());
     settings.data_dir = state_.path + "/server";
+    // Nobody but this process speaks to it.
+    settings.listen_address = "127.0.0.1";
+    settings.port = 0;
+    settings.tls_certificate.clear();
+    settings.tls_key.clear();
     server_ = std::make_unique<index_server::index_server>(settings);
     server_->start();
     share_host::share_identity identity = share_host::load_identity(state_).value_or(share_host::share_identity());

@@ -14,7 +14,7 @@ packages=(
     libcli11-dev
     libutf8proc-dev
     libgtest-dev libgmock-dev
-    python3
+    python3 openssl
     "$@"
 )
 

@@ -1,7 +1,10 @@
 // One client connection: reads a head, has the service plan it, moves the body, writes the answer, and again.
 //
-// All members are used on the connection's strand. Work runs on other threads on what was moved out of here for it,
-// and comes back through a post to the strand.
+//   idle --first byte--> head --planned--> body --whole--> work --answered--> answer --kept--> idle
+//                                                                                `--not kept--> leaving
+//
+// Each state has a time limit of its own but work, which the service bounds. All members are used on the connection's
+// strand. Work runs on other threads on what was moved out of here for it, and comes back through a post to the strand.
 #include "server/http_connection.h"
 
 #include <atomic>
@@ -16,6 +19,9 @@
 #include <boost/beast/http.hpp>
 
 #include "hostkit/log.h"
+#include "server/access_record.h"
+#include "server/http_head.h"
+#include "server/http_stream.h"
 
 namespace index_server {
 
@@ -34,30 +40,27 @@ constexpr std::uint64_t skipped_body_bytes = piece_bytes;
 constexpr std::size_t drained_bytes = std::size_t{8} << 20;
 constexpr std::chrono::seconds drain_time{2};
 
-/// The token of "Bearer <token>".
-std::optional<std::string> bearer_token(beast::string_view value) {
-    constexpr beast::string_view scheme = "Bearer ";
-    if (value.size() <= scheme.size() || !beast::iequals(value.substr(0, scheme.size()), scheme)) return std::nullopt;
-    return std::string(value.substr(scheme.size()));
-}
-
 class connection : public live_connection, public std::enable_shared_from_this<connection> {
 public:
-    connection(asio::ip::tcp::socket socket, const connection_context& context, std::shared_ptr<void> ticket)
-        : ticket_(std::move(ticket)),
+    connection(accepted_connection accepted, const connection_context& context)
+        : ticket_(std::move(accepted.ticket)),
           context_(context),
-          stream_(std::move(socket)),
+          peer_(std::move(accepted.peer)),
+          stream_(std::move(accepted.socket), std::move(accepted.tls)),
           buffer_(context.settings.max_header_bytes + piece_bytes),
-          piece_(piece_bytes) {}
+          piece_(piece_bytes) {
+        context_.metrics.connection_begins();
+    }
+
+    ~connection() override { context_.metrics.connection_ends(); }
 
     void start() override {
-        on_strand([](connection& self) { self.read_head(); });
+        on_strand([](connection& self) { self.stream_.is_tls() ? self.greet() : self.wait_for_request(); });
     }
 
     void end(bool now) override {
         on_strand([now](connection& self) {
-            self.ending_ = true;
-            if (now || self.between_requests_) self.stream_.close();
+            if (now || self.is_idle_) self.stream_.transport().close();
         });
     }
 
@@ -68,19 +71,45 @@ private:
                    [self = shared_from_this(), step = std::move(step)]() mutable { step(*self); });
     }
 
+    void allow(long limit_ms) { stream_.transport().expires_after(std::chrono::milliseconds(limit_ms)); }
+    /// For a body of that size: a peer that takes or gives it more slowly is cut off.
+    void allow_body(std::size_t bytes) {
+        allow(context_.settings.body_timeout_ms * (1 + static_cast<long>(bytes / piece_bytes)));
+    }
+
+    void greet() {
+        allow(context_.settings.header_timeout_ms);
+        stream_.async_handshake([self = shared_from_this()](error_code error) {
+            if (!error) return self->wait_for_request();
+            self->context_.metrics.count_refused_connection("tls");
+            HOSTKIT_LOG(3, "index server: no TLS with %s: %s", self->peer_.c_str(), error.message().c_str());
+        });
+    }
+
+    void wait_for_request() {
+        if (buffer_.size() > 0) return read_head();
+        is_idle_ = true;
+        allow(context_.settings.idle_timeout_ms);
+        stream_.async_read_some(buffer_.prepare(piece_bytes),
+                                [self = shared_from_this()](error_code error, std::size_t size) {
+                                    self->is_idle_ = false;
+                                    self->buffer_.commit(size);
+                                    if (!error) self->read_head();
+                                });
+    }
+
     void read_head() {
-        if (ending_) return;
+        record_ = access_record();
         parser_.emplace();
         parser_->header_limit(static_cast<std::uint32_t>(context_.settings.max_header_bytes));
         parser_->body_limit(boost::none);  // the plan knows the limit
-        between_requests_ = true;
-        stream_.expires_after(std::chrono::milliseconds(context_.settings.idle_timeout_ms));
+        // One limit for the whole head, however the peer cuts it up.
+        allow(context_.settings.header_timeout_ms);
         http::async_read_header(stream_, buffer_, *parser_,
                                 [self = shared_from_this()](error_code error, std::size_t) { self->on_head(error); });
     }
 
     void on_head(error_code error) {
-        between_requests_ = false;
         if (!error) {
             decide();
         } else if (error == http::error::header_limit || error == http::error::buffer_overflow) {
@@ -91,31 +120,34 @@ private:
         }
     }
 
-    http_head head() const {
-        const auto& request = parser_->get();
-        http_head result;
-        result.method = std::string(request.method_string());
-        const std::string target(request.target());
-        const std::size_t mark = target.find('?');
-        result.path = target.substr(0, mark);
-        if (mark != std::string::npos) result.query = target.substr(mark + 1);
-        result.token = bearer_token(request[http::field::authorization]);
-        if (const auto length = parser_->content_length()) result.body_bytes = *length;
-        return result;
+    http_plan make_plan(const http_head& asked) {
+        http_plan plan;
+        if (has_more_fields(*parser_, context_.settings.max_header_fields)) {
+            plan.reply = error_reply(431, "the request's head has too many fields");
+        } else if (context_.is_stopping) {
+            plan.reply = error_reply(503, "the server is stopping");
+            keep_ = false;
+        } else {
+            plan = context_.service.plan(asked);
+        }
+        return plan;
     }
 
     void decide() {
-        const http_head asked = head();
+        const http_head asked = head_of(*parser_);
+        record_.method = asked.method;
+        record_.path = asked.path;
         // The body of an answer to HEAD would be taken for the next answer's head.
         keep_ = parser_->get().keep_alive() && parser_->get().method() != http::verb::head;
         http_plan plan;
         try {
-            plan = context_.service.plan(asked);
+            plan = make_plan(asked);
         } catch (const std::exception& failure) {
             HOSTKIT_LOG(-1, "index server: cannot plan %s [%s]: %s", asked.method.c_str(), asked.path.c_str(),
                         failure.what());
             return refuse(error_reply(500, "internal error"));
         }
+        record_.route = plan.route;
         const std::uint64_t length = asked.body_bytes.value_or(0);
         const bool expects = beast::iequals(parser_->get()[http::field::expect], "100-continue");
         if (parser_->chunked() && !plan.reply) plan.reply = error_reply(411, "Content-Length is required");
@@ -134,7 +166,7 @@ private:
 
     void tell_to_continue() {
         static constexpr char line[] = "HTTP/1.1 100 Continue\r\n\r\n";
-        stream_.expires_after(std::chrono::milliseconds(context_.settings.idle_timeout_ms));
+        allow_body(0);
         asio::async_write(stream_, asio::buffer(line, sizeof line - 1),
                           [self = shared_from_this()](error_code error, std::size_t) {
                               if (!error) self->read_body();
@@ -147,13 +179,14 @@ private:
         body.data = piece_.data();
         body.size = piece_.size();
         body.more = true;
-        stream_.expires_after(std::chrono::milliseconds(context_.settings.idle_timeout_ms));
+        allow_body(0);
         http::async_read(stream_, buffer_, *parser_,
                          [self = shared_from_this()](error_code error, std::size_t) { self->on_piece(error); });
     }
 
     void on_piece(error_code error) {
         const std::size_t size = piece_.size() - parser_->get().body().size;
+        record_.received_bytes += size;
         if (error && error != http::error::need_buffer) {
             target_.reset();
             return;
@@ -215,51 +248,64 @@ private:
     }
 
     void respond(http_reply reply) {
-        keep_ = keep_ && !ending_;
+        keep_ = keep_ && !context_.is_stopping;
+        record_.status = reply.status;
+        record_.sent_bytes = reply.body.size();
         response_ = {};
         response_.result(reply.status);
         response_.version(parser_->get().version());
         response_.set(http::field::content_type, reply.content_type);
         if (reply.status == 401) response_.set(http::field::www_authenticate, "Bearer");
+        if (reply.status == 503) response_.set(http::field::retry_after, "1");
         response_.keep_alive(keep_);
         response_.body() = std::move(reply.body);
         response_.prepare_payload();
-        stream_.expires_after(std::chrono::milliseconds(context_.settings.idle_timeout_ms));
+        allow_body(response_.body().size());
         http::async_write(stream_, response_, [self = shared_from_this()](error_code error, std::size_t) {
+            self->record_.close(self->peer_, self->context_.metrics);
             if (error) return;
-            if (self->keep_) return self->read_head();
-            self->close_gently();
+            if (self->keep_ && !self->context_.is_stopping) return self->wait_for_request();
+            self->leave();
         });
     }
 
-    void close_gently() {
-        error_code ignored;
-        stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-        stream_.expires_after(drain_time);
-        drain();
+    /// Takes leave so that the answer arrives: whatever the peer still sends is taken in for a while.
+    void leave() {
+        stream_.transport().expires_after(drain_time);
+        if (!stream_.is_tls()) return drain();
+        // A body under way stands between the peer's end of TLS and here, so this may fail.
+        stream_.async_shutdown([self = shared_from_this()](error_code) { self->drain(); });
     }
 
     void drain() {
-        stream_.async_read_some(asio::buffer(piece_), [self = shared_from_this()](error_code error, std::size_t size) {
-            self->drained_ += size;
-            if (!error && self->drained_ < drained_bytes) self->drain();
-        });
+        error_code ignored;
+        stream_.transport().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+        read_away();
+    }
+
+    void read_away() {
+        stream_.transport().async_read_some(asio::buffer(piece_),
+                                            [self = shared_from_this()](error_code error, std::size_t size) {
+                                                self->drained_ += size;
+                                                if (!error && self->drained_ < drained_bytes) self->read_away();
+                                            });
     }
 
     // Let go of last: the listener counts this connection until then.
     const std::shared_ptr<void> ticket_;
     const connection_context& context_;
-    beast::tcp_stream stream_;
+    const std::string peer_;
+    http_stream stream_;
     beast::flat_buffer buffer_;
     std::vector<char> piece_;
-    std::optional<http::request_parser<http::buffer_body>> parser_;
+    std::optional<request_parser> parser_;
     http::response<http::string_body> response_;
-    bool between_requests_ = false;
-    bool ending_ = false;
+    bool is_idle_ = false;
     bool keep_ = false;
     std::size_t drained_ = 0;
 
     // The request under way.
+    access_record record_;
     std::optional<http_reply> early_;
     std::shared_ptr<body_target> target_;
     std::function<void(const std::string&, const reply_sink&)> run_;
@@ -269,11 +315,10 @@ private:
 
 }  // namespace
 
-std::shared_ptr<live_connection> make_connection(asio::ip::tcp::socket socket, const connection_context& context,
-                                                 std::shared_ptr<void> ticket) {
+std::shared_ptr<live_connection> make_connection(accepted_connection accepted, const connection_context& context) {
     error_code ignored;  // without it small answers only travel later
-    socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-    return std::make_shared<connection>(std::move(socket), context, std::move(ticket));
+    accepted.socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    return std::make_shared<connection>(std::move(accepted), context);
 }
 
 }  // namespace index_server

@@ -1,13 +1,20 @@
 // One client connection of the HTTP front.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include <boost/asio/ip/tcp.hpp>
 
 #include "server/http_service.h"
 #include "server/index_server.h"
+#include "server/server_metrics.h"
+
+namespace boost::asio::ssl {
+class context;
+}
 
 namespace index_server {
 
@@ -15,7 +22,18 @@ namespace index_server {
 struct connection_context {
     const server_settings& settings;
     http_service& service;
+    server_metrics& metrics;
     std::function<void(lane, std::function<void()>)> post_work;  ///< has the work done on a worker of the lane
+    /// Set once, when the server begins to stop: requests whose head is read after that are refused.
+    std::atomic<bool> is_stopping{false};
+};
+
+/// An accepted connection.
+struct accepted_connection {
+    boost::asio::ip::tcp::socket socket;             ///< its executor is a strand
+    std::string peer;                                ///< "address:port"
+    std::shared_ptr<boost::asio::ssl::context> tls;  ///< null: plain
+    std::shared_ptr<void> ticket;                    ///< let go of when the connection is gone
 };
 
 /// A connection as its listener sees it. It keeps itself alive while something is under way.
@@ -28,8 +46,6 @@ public:
     virtual void end(bool now) = 0;
 };
 
-/// `ticket` is let go of when the connection is gone. The socket's executor is a strand.
-std::shared_ptr<live_connection> make_connection(boost::asio::ip::tcp::socket socket, const connection_context& context,
-                                                 std::shared_ptr<void> ticket);
+std::shared_ptr<live_connection> make_connection(accepted_connection accepted, const connection_context& context);
 
 }  // namespace index_server

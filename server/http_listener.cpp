@@ -3,12 +3,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <exception>
 #include <functional>
-#include <map>
-#include <mutex>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -24,6 +21,7 @@
 #include <boost/asio/thread_pool.hpp>
 
 #include "hostkit/log.h"
+#include "server/connection_book.h"
 #include "server/http_connection.h"
 
 namespace index_server {
@@ -38,53 +36,6 @@ constexpr unsigned network_threads = 2;
 constexpr unsigned collect_threads = 4;
 constexpr std::chrono::milliseconds accept_pause{100};
 
-/// The connections that are there. Any thread; outlives them all.
-class connection_book {
-public:
-    /// A ticket for a new connection, which gives its place back when it goes; null when all places are taken.
-    std::shared_ptr<void> take_place(std::size_t most, std::uint64_t& number) {
-        const std::lock_guard lock(mutex_);
-        if (places_.size() >= most) return nullptr;
-        number = ++last_;
-        places_[number];
-        return {this, [number](connection_book* book) { book->leave(number); }};
-    }
-
-    void enter(std::uint64_t number, const std::shared_ptr<live_connection>& connection) {
-        const std::lock_guard lock(mutex_);
-        places_[number] = connection;
-    }
-
-    void end_all(bool now) {
-        std::vector<std::shared_ptr<live_connection>> all;
-        {
-            const std::lock_guard lock(mutex_);
-            for (const auto& place : places_)
-                all.push_back(place.second.lock());
-        }
-        for (const auto& connection : all) {
-            if (connection) connection->end(now);
-        }
-    }
-
-    void wait_until_empty(std::chrono::milliseconds limit) {
-        std::unique_lock lock(mutex_);
-        left_.wait_for(lock, limit, [this] { return places_.empty(); });
-    }
-
-private:
-    void leave(std::uint64_t number) {
-        const std::lock_guard lock(mutex_);
-        places_.erase(number);
-        left_.notify_all();
-    }
-
-    std::mutex mutex_;  // guards places_ and last_; a leaf
-    std::condition_variable left_;
-    std::map<std::uint64_t, std::weak_ptr<live_connection>> places_;
-    std::uint64_t last_ = 0;
-};
-
 tcp::endpoint endpoint_of(const server_settings& settings) {
     error_code malformed;
     const asio::ip::address address = asio::ip::make_address(settings.listen_address, malformed);
@@ -95,26 +46,33 @@ tcp::endpoint endpoint_of(const server_settings& settings) {
 }  // namespace
 
 void check_listen_address(const server_settings& settings) {
-    if (!endpoint_of(settings).address().is_loopback() && !settings.allow_plain_off_loopback) {
+    const bool is_safe = endpoint_of(settings).address().is_loopback() || !settings.tls_certificate.empty();
+    if (!is_safe && !settings.allow_plain_off_loopback) {
         throw std::runtime_error("other machines can reach " + settings.listen_address +
-                                 ", and the server would speak to them without TLS; allow that explicitly, or listen "
-                                 "on 127.0.0.1");
+                                 ", and without TLS the server would take their tokens in the clear; set "
+                                 "tls_certificate and tls_key in [server], or allow it with allow_plain=1");
     }
 }
 
 struct http_listener::impl {
-    impl(const server_settings& the_settings, http_service& service)
-        : settings(the_settings), context{the_settings, service, [this](lane where, std::function<void()> work) {
-                                              asio::post(where == lane::search ? search_pool : collect_pool,
-                                                         std::move(work));
-                                          }} {}
+    impl(const server_settings& the_settings, http_service& service, server_metrics& the_metrics,
+         const tls_identity* the_identity)
+        : settings(the_settings),
+          metrics(the_metrics),
+          identity(the_identity),
+          context{the_settings, service, the_metrics, [this](lane where, std::function<void()> work) {
+                      asio::post(where == lane::search ? search_pool : collect_pool, std::move(work));
+                  }} {}
 
     void listen();
     void accept();
     void on_accept(error_code error, tcp::socket socket);
+    void take(tcp::socket socket);
     void run_network();
 
     const server_settings& settings;
+    server_metrics& metrics;
+    const tls_identity* const identity;
     connection_book book;
     asio::io_context network;
     asio::executor_work_guard<asio::io_context::executor_type> keep_running{network.get_executor()};
@@ -160,13 +118,29 @@ void http_listener::impl::on_accept(error_code error, tcp::socket socket) {
         });
         return;
     }
-    std::uint64_t number = 0;
-    if (std::shared_ptr<void> ticket = book.take_place(settings.max_connections, number)) {
-        const auto connection = make_connection(std::move(socket), context, std::move(ticket));
-        book.enter(number, connection);
-        connection->start();
-    }
+    take(std::move(socket));
     accept();
+}
+
+void http_listener::impl::take(tcp::socket socket) {
+    error_code gone;
+    const tcp::endpoint peer = socket.remote_endpoint(gone);
+    if (gone) return;
+    connection_book::refusal why{};
+    std::shared_ptr<void> ticket = book.take_place(peer.address().to_string(), settings, why);
+    if (!ticket) {
+        const bool all = why == connection_book::refusal::too_many;
+        metrics.count_refused_connection(all ? "total" : "address");
+        HOSTKIT_LOG(3, "index server: %s has too many connections, one more is closed",
+                    all ? "the server" : peer.address().to_string().c_str());
+        return;
+    }
+    std::ostringstream peer_text;
+    peer_text << peer;
+    const auto connection = make_connection(
+        {std::move(socket), peer_text.str(), identity == nullptr ? nullptr : identity->context(), ticket}, context);
+    book.enter(ticket, connection);
+    connection->start();
 }
 
 void http_listener::impl::run_network() {
@@ -180,8 +154,9 @@ void http_listener::impl::run_network() {
     }
 }
 
-http_listener::http_listener(const server_settings& settings, http_service& service)
-    : impl_(std::make_unique<impl>(settings, service)) {}
+http_listener::http_listener(const server_settings& settings, http_service& service, server_metrics& metrics,
+                             const tls_identity* identity)
+    : impl_(std::make_unique<impl>(settings, service, metrics, identity)) {}
 
 http_listener::~http_listener() {
     stop();
@@ -194,19 +169,20 @@ void http_listener::start() {
         impl_->threads.emplace_back([this] { impl_->run_network(); });
 }
 
-void http_listener::stop_accepting() {
-    asio::post(impl_->accepting, [this] {
-        error_code ignored;
-        impl_->acceptor.close(ignored);
-        impl_->pause.cancel();
-        impl_->book.end_all(false);
-    });
+void http_listener::begin_stop() {
+    impl_->context.is_stopping = true;
+    impl_->book.end_all(false);
 }
 
 void http_listener::stop() {
     if (impl_->threads.empty()) return;
-    stop_accepting();
-    impl_->book.wait_until_empty(std::chrono::milliseconds(impl_->settings.stop_timeout_ms));
+    begin_stop();
+    impl_->book.wait_for_present(std::chrono::milliseconds(impl_->settings.stop_timeout_ms));
+    asio::post(impl_->accepting, [this] {
+        error_code ignored;
+        impl_->acceptor.close(ignored);
+        impl_->pause.cancel();
+    });
     impl_->book.end_all(true);
     impl_->search_pool.stop();
     impl_->collect_pool.stop();

@@ -50,6 +50,7 @@ struct http_plan {
     std::function<void(const std::string& body, const reply_sink& reply)> run;  ///< wants the body whole; may throw
     std::uint64_t most_body_bytes = 0;                                          ///< a longer body is refused
     lane work_lane = lane::search;
+    const char* route = "unknown";  ///< under which the request is counted
 };
 
 /// The server behind the front.

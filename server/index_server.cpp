@@ -9,7 +9,9 @@
 #include "server/engine.h"
 #include "server/http_listener.h"
 #include "server/routes.h"
+#include "server/server_metrics.h"
 #include "server/share_registry.h"
+#include "server/tls_identity.h"
 #include "server/token_store.h"
 #include "server/transactions.h"
 
@@ -24,19 +26,30 @@ std::unique_ptr<engine> open_storage(const server_settings& settings) {
     return settings.open_engine ? settings.open_engine(settings.data_dir) : open_sqlite_engine(settings.data_dir);
 }
 
+std::unique_ptr<tls_identity> load_identity(const server_settings& settings) {
+    if (settings.tls_certificate.empty() != settings.tls_key.empty()) {
+        throw std::runtime_error("of tls_certificate and tls_key in [server] only one is set; TLS takes both");
+    }
+    if (settings.tls_certificate.empty()) return nullptr;
+    return std::make_unique<tls_identity>(settings.tls_certificate, settings.tls_key);
+}
+
 }  // namespace
 
 struct index_server::running {
     explicit running(const server_settings& settings)
-        : directory(settings.data_dir),
+        : identity(load_identity(settings)),
+          directory(settings.data_dir),
           storage(open_storage(settings)),
           admin_token(directory.admin_token()),
           tokens(*storage, admin_token),
           shares(*storage, tokens),
-          collects(*storage, shares, directory.spool()),
-          front(settings, *storage, shares, tokens, collects),
-          listener(settings, front) {}
+          collects(*storage, shares, directory.spool(), metrics),
+          front(settings, *storage, shares, tokens, collects, metrics),
+          listener(settings, front, metrics, identity.get()) {}
 
+    server_metrics metrics;
+    const std::unique_ptr<tls_identity> identity;
     const data_directory directory;
     const std::unique_ptr<engine> storage;
     const std::string admin_token;
@@ -68,12 +81,22 @@ void index_server::start() {
 
 void index_server::stop() {
     if (!running_) return;
-    running_->listener.stop_accepting();
+    running_->listener.begin_stop();
     // Before the front is waited for: this is what answers the long polls.
     running_->collects.stop();
     running_->listener.stop();
     running_.reset();
     HOSTKIT_LOG(1, "index server: stopped");
+}
+
+void index_server::reload_certificate() {
+    if (!running_ || !running_->identity) return;
+    try {
+        running_->identity->reload();
+        HOSTKIT_LOG(1, "index server: the TLS certificate was read again");
+    } catch (const std::exception& failure) {
+        HOSTKIT_LOG(-1, "index server: %s; the former certificate stays in use", failure.what());
+    }
 }
 
 unsigned short index_server::port() const {
@@ -83,7 +106,8 @@ unsigned short index_server::port() const {
 std::string index_server::base_url() const {
     const std::string& address = settings_.listen_address;
     const bool is_ipv6 = address.find(':') != std::string::npos;
-    return "http://" + (is_ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(port_) + "/";
+    const std::string scheme = settings_.tls_certificate.empty() ? "http://" : "https://";
+    return scheme + (is_ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(port_) + "/";
 }
 
 std::string index_server::admin_token() const {

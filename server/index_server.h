@@ -16,16 +16,22 @@ struct server_settings {
     std::string data_dir;                      ///< made when missing, mode 0700; one server at a time uses it
     std::string listen_address = "127.0.0.1";  ///< numeric IPv4 or IPv6 address
     unsigned short port = 0;                   ///< 0: any free one
-    bool allow_plain_off_loopback = false;     ///< without it an address that other machines can reach is refused
+    bool allow_plain_off_loopback = false;     ///< without it other machines are let in by TLS alone
+    std::string tls_certificate;               ///< PEM file; with it the server speaks TLS and nothing else
+    std::string tls_key;                       ///< PEM file without passphrase
 
     std::uint64_t max_collect_bytes = std::uint64_t{4} << 30;
     std::size_t max_search_bytes = std::size_t{1} << 20;
     std::size_t max_management_bytes = std::size_t{64} << 10;
     std::size_t max_header_bytes = std::size_t{16} << 10;
+    std::size_t max_header_fields = 100;
     std::size_t max_connections = 256;
-    long idle_timeout_ms = 60000;  ///< for the next request of a connection, and for each piece of one
-    long longest_wait_ms = 60000;  ///< most that one long poll, or the close of a running transaction, takes
-    long stop_timeout_ms = 5000;   ///< how long `stop` lets requests under way come to their end
+    std::size_t max_connections_per_address = 128;
+    long idle_timeout_ms = 60000;    ///< how long a connection is kept without a request
+    long header_timeout_ms = 10000;  ///< for the TLS greeting, and for a request's head from its first byte on
+    long body_timeout_ms = 30000;    ///< for each started 64 KiB of a body, in either direction
+    long longest_wait_ms = 60000;    ///< most that one long poll, or the close of a running transaction, takes
+    long stop_timeout_ms = 5000;     ///< how long `stop` lets requests under way come to their end
 
     /// Opens the storage in `data_dir`; empty: the embedded engine.
     std::function<std::unique_ptr<engine>(const std::string& data_dir)> open_engine;
@@ -60,9 +66,13 @@ public:
     /// applied is finished; queued ones stay spooled for the next start. Without effect when nothing runs.
     void stop();
 
+    /// Reads certificate and key again, for the connections to come. When they are no good the former ones stay in use,
+    /// with a line in the log. Without effect on a server without TLS.
+    void reload_certificate();
+
     /// The port that is listened on; 0 before the first start.
     unsigned short port() const;
-    /// "http://<address>:<port>/"
+    /// "http://<address>:<port>/", or https with TLS
     std::string base_url() const;
     /// The token that grants everything; it also lies in the data directory, mode 0600. Empty unless running.
     std::string admin_token() const;

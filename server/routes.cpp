@@ -1,13 +1,16 @@
 // The table of endpoints, authorisation, and the search exchange.
 #include "server/routes.h"
 
+#include <exception>
 #include <utility>
 
 #include <boost/json.hpp>
 
 #include "host/message_classes.h"
+#include "hostkit/log.h"
 #include "server/collect_routes.h"
 #include "server/management.h"
+#include "server/metrics_route.h"
 #include "server/share_routes.h"
 
 namespace index_server {
@@ -18,12 +21,27 @@ constexpr const char* search_path = "/ZYWebService.svc/doWebSearch";
 const std::string management_prefix = "/management/";
 const std::string collect_prefix = "/collect/transactions";
 constexpr const char* shares_path = "/api/shares";
+constexpr const char* health_path = "/healthz";
+constexpr const char* metrics_path = "/metrics";
 
 /// errorCode of a request that names no share that the server has.
 constexpr long long unknown_share_code = 22;
 
 bool begins_with(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+/// Under which name a path is counted. There are few, whatever is asked for.
+const char* route_name(const std::string& path) {
+    if (path == search_path) return "search";
+    if (begins_with(path, management_prefix)) return "management";
+    if (path == collect_prefix) return "collect_submit";
+    if (path == collect_prefix + "/last") return "collect_last";
+    if (begins_with(path, collect_prefix + "/")) return path.ends_with("/close") ? "collect_close" : "collect_wait";
+    if (begins_with(path, "/api/")) return "api";
+    if (path == health_path) return "healthz";
+    if (path == metrics_path) return "metrics";
+    return "unknown";
 }
 
 http_plan answered(http_reply reply) {
@@ -58,12 +76,23 @@ http_reply error_reply(unsigned status, const std::string& text) {
 }
 
 routes::routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
-               transactions& collects)
-    : settings_(settings), storage_(storage), shares_(shares), tokens_(tokens), collects_(collects) {}
+               transactions& collects, const server_metrics& metrics)
+    : settings_(settings),
+      storage_(storage),
+      shares_(shares),
+      tokens_(tokens),
+      collects_(collects),
+      metrics_(metrics) {}
 
 http_plan routes::plan(const http_head& head) {
-    // Probes carry no token, and learn nothing but that the server lives.
-    if (head.path == "/healthz" && head.method == "GET") return answered({200, "ok", "text/plain"});
+    http_plan plan = plan_known(head);
+    plan.route = route_name(head.path);
+    return plan;
+}
+
+http_plan routes::plan_known(const http_head& head) {
+    // Probes carry no token, and learn nothing but whether the server can work.
+    if (head.path == health_path && head.method == "GET") return plan_health();
     const std::optional<grant> asker = head.token ? tokens_.check(*head.token) : std::nullopt;
     if (!asker) return answered(error_reply(401, "a valid token is required"));
     if (head.path == search_path && head.method == "POST") return plan_search(*asker);
@@ -74,7 +103,27 @@ http_plan routes::plan(const http_head& head) {
         return plan_collect(head, head.path.substr(collect_prefix.size()), *asker, settings_, shares_, collects_);
     }
     if (head.path == shares_path) return plan_shares(head, *asker);
+    if (head.path == metrics_path && head.method == "GET") return plan_metrics(*asker);
     return answered(error_reply(404, "no such endpoint"));
+}
+
+http_plan routes::plan_health() {
+    return worked(0, lane::search, [this](const std::string&) -> http_reply {
+        try {
+            storage_.share_of_subclient(0);
+            return {200, "ok", "text/plain"};
+        } catch (const std::exception& failure) {
+            HOSTKIT_LOG(-1, "index server: the storage cannot be reached: %s", failure.what());
+            return {503, "the storage cannot be reached", "text/plain"};
+        }
+    });
+}
+
+http_plan routes::plan_metrics(const grant& asker) {
+    if (!asker.is_admin) return answered(error_reply(403, "this takes the admin token"));
+    return worked(0, lane::search, [this](const std::string&) {
+        return answer_metrics(metrics_, settings_.data_dir, shares_, collects_);
+    });
 }
 
 http_plan routes::plan_search(const grant& asker) {

@@ -6,6 +6,7 @@
 #include "server/engine.h"
 #include "server/http_service.h"
 #include "server/index_server.h"
+#include "server/server_metrics.h"
 #include "server/share_registry.h"
 #include "server/token_store.h"
 #include "server/transactions.h"
@@ -16,11 +17,14 @@ namespace index_server {
 class routes : public http_service {
 public:
     routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
-           transactions& collects);
+           transactions& collects, const server_metrics& metrics);
 
     http_plan plan(const http_head& head) override;
 
 private:
+    http_plan plan_known(const http_head& head);
+    http_plan plan_health();
+    http_plan plan_metrics(const grant& asker);
     http_plan plan_search(const grant& asker);
     http_plan plan_management(const http_head& head, const grant& asker, const std::string& tag);
     http_plan plan_shares(const http_head& head, const grant& asker);
@@ -31,6 +35,7 @@ private:
     share_registry& shares_;
     const token_store& tokens_;
     transactions& collects_;
+    const server_metrics& metrics_;
 };
 
 }  // namespace index_server

@@ -24,8 +24,9 @@ std::int64_t now_ns() {
 
 }  // namespace
 
-transactions::transactions(engine& storage, const share_registry& shares, std::string spool_directory)
-    : storage_(storage), shares_(shares), spool_(std::move(spool_directory)) {}
+transactions::transactions(engine& storage, const share_registry& shares, std::string spool_directory,
+                           server_metrics& metrics)
+    : storage_(storage), shares_(shares), spool_(std::move(spool_directory)), metrics_(metrics) {}
 
 transactions::~transactions() {
     stop();
@@ -111,6 +112,11 @@ submission transactions::submit(spool_file& file, std::int64_t subclient_id) {
     return {true, record.id, record.status};
 }
 
+transactions::load transactions::present_load() const {
+    const std::lock_guard lock(mutex_);
+    return {queue_.size(), applying_};
+}
+
 std::optional<transaction_record> transactions::find(const std::string& id) const {
     const std::optional<std::int64_t> subclient = subclient_of(id);
     if (!subclient) return std::nullopt;
@@ -175,6 +181,7 @@ void transactions::work() {
             entry* next = latest(queue_.front());
             queue_.pop_front();
             next->at = stage::processing;
+            ++applying_;
             // Not stored: a restart settles queued and processing ones alike, and each sync costs the share time.
             next->record.status = App::ProcessingStatus_PROCESSING;
             record = next->record;
@@ -185,6 +192,8 @@ void transactions::work() {
             // Left as it is: open until the next start, which settles it.
             HOSTKIT_LOG(-1, "index server: transaction [%s] has no outcome: %s", record.id.c_str(), failure.what());
         }
+        const std::lock_guard lock(mutex_);
+        --applying_;
     }
 }
 
@@ -192,7 +201,11 @@ void transactions::work() {
 /// the next start applies it again.
 bool transactions::settle(const transaction_record& record) {
     transaction_record ended = record;
+    const auto began = std::chrono::steady_clock::now();
     const apply_outcome outcome = apply(record);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+    metrics_.count_collect_file(outcome.applied ? "applied" : "failed", outcome.applied ? outcome.lines : 0,
+                                took.count());
     ended.status = outcome.applied ? App::ProcessingStatus_COMPLETED : App::ProcessingStatus_FAILED;
     if (outcome.applied) {
         HOSTKIT_LOG(2, "index server: transaction [%s] is completed, %llu lines", record.id.c_str(),

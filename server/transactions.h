@@ -26,6 +26,7 @@
 
 #include "server/engine.h"
 #include "server/long_polls.h"
+#include "server/server_metrics.h"
 #include "server/share_registry.h"
 #include "server/spool_file.h"
 
@@ -48,7 +49,7 @@ public:
     /// Receives a transaction, or nothing when its id is unknown. Runs on any thread, exactly once.
     using answer = std::function<void(std::optional<transaction_record>)>;
 
-    transactions(engine& storage, const share_registry& shares, std::string spool_directory);
+    transactions(engine& storage, const share_registry& shares, std::string spool_directory, server_metrics& metrics);
     /// Stops.
     ~transactions();
     transactions(const transactions&) = delete;
@@ -71,6 +72,13 @@ public:
 
     /// Makes a transaction of a file that arrived whole, unless one of the share is open. Throws is_stopping, too.
     submission submit(spool_file& file, std::int64_t subclient_id);
+
+    /// How many files wait, and how many are being applied.
+    struct load {
+        std::size_t queued = 0;
+        std::size_t applying = 0;
+    };
+    load present_load() const;
 
     std::optional<transaction_record> find(const std::string& id) const;
     std::optional<transaction_record> last(std::int64_t subclient_id) const;
@@ -101,14 +109,16 @@ private:
     engine& storage_;
     const share_registry& shares_;
     const std::string spool_;
+    server_metrics& metrics_;
     long_polls polls_;
 
-    // mutex_ guards latest_, queue_ and stopping_. Never held across the storage, file work or an answer; the long
-    // polls' own mutex may be taken under it.
+    // mutex_ guards latest_, queue_, applying_ and stopping_. Never held across the storage, file work or an answer;
+    // the long polls' own mutex may be taken under it.
     mutable std::mutex mutex_;
     std::condition_variable queued_;
     std::map<std::int64_t, entry> latest_;  // the latest transaction of each share, of this run
     std::deque<std::string> queue_;
+    std::size_t applying_ = 0;
     bool stopping_ = false;
     std::vector<std::thread> workers_;
 };

@@ -10,13 +10,20 @@ TEST_F(limits_test, garbage_and_excess_are_answered_and_cut_off) {
     const std::string post_search = head("POST /ZYWebService.svc/doWebSearch", docs_, "Content-Length: 2000000\r\n");
     const std::string without_length = head("POST " + collect_path(docs_), docs_, "");
     const std::string chunked = head("POST " + collect_path(docs_), docs_, "Transfer-Encoding: chunked\r\n");
+    std::string many_fields, deep;
+    for (int i = 0; i < 101; ++i)
+        many_fields += "X" + std::to_string(i) + ": y\r\n";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
     struct {
         std::string bytes;
         const char* status;
     } const cases[] = {
         {"\x16\x03\x01\x02 not HTTP at all\r\n\r\n", "HTTP/1.1 400 "},
         {head("GET /healthz", docs_, "X: " + std::string(20000, 'x') + "\r\n"), "HTTP/1.1 431 "},
+        {head("GET /healthz", docs_, many_fields), "HTTP/1.1 431 "},
         {post_search + std::string(150000, 'x'), "HTTP/1.1 413 "},
+        {head("POST /ZYWebService.svc/doWebSearch", docs_, "Content-Length: 300000\r\n") + deep, "HTTP/1.1 400 "},
         {chunked + "5\r\nhello\r\n0\r\n\r\n", "HTTP/1.1 411 "},
         {head("POST " + collect_path(docs_), docs_, "Content-Length: 99999999999999999999\r\n"), "HTTP/1.1 400 "},
         {without_length, "HTTP/1.1 411 "},
@@ -44,8 +51,28 @@ TEST_F(limits_test, a_collect_file_has_a_longest_size_and_sound_parameters) {
     EXPECT_EQ(post("/collect/transactions?subclient=77&type=28", server_->admin_token(), "x").status, 404);
 }
 
-TEST_F(limits_test, connections_beyond_the_limit_are_closed) {
-    settings_.max_connections = 2;
+TEST_F(limits_test, who_is_slower_than_allowed_is_cut_off) {
+    settings_.header_timeout_ms = settings_.body_timeout_ms = settings_.idle_timeout_ms = 150;
+    restart();
+    const std::string begun = head("POST " + collect_path(docs_), docs_, "Content-Length: 100000\r\n");
+    for (const std::string& sent : std::vector<std::string>{"", "GET /hea", begun, begun + std::string(70000, 'x'),
+                                                            "GET / HTTP/1.1\r\nA: b\r\n"}) {
+        SCOPED_TRACE(sent.substr(0, 60));
+        raw_client slow(server_->port());
+        slow.send(sent);
+        EXPECT_EQ(slow.read_to_end(), "");
+    }
+    raw_client drip(server_->port());
+    drip.drip("GET /healthz HTTP/1.1\r\nX: " + std::string(5000, 'x'));
+    EXPECT_EQ(drip.read_to_end(), "") << "a byte now and then must not keep a head open";
+    EXPECT_EQ(get("/healthz", "").status, 200);
+    EXPECT_TRUE(spooled().empty());
+}
+
+class connections_test : public limits_test, public testing::WithParamInterface<bool> {};
+
+TEST_P(connections_test, beyond_the_limit_are_closed) {
+    (GetParam() ? settings_.max_connections : settings_.max_connections_per_address) = 2;
     restart();
     std::vector<raw_client> kept;
     for (int i = 0; i < 2; ++i) {
@@ -58,6 +85,8 @@ TEST_F(limits_test, connections_beyond_the_limit_are_closed) {
     kept.back().send(head("GET /healthz", docs_, ""));
     EXPECT_NE(kept.back().read_until("ok").find("200"), std::string::npos);
 }
+
+INSTANTIATE_TEST_SUITE_P(of_all_and_of_one_address, connections_test, testing::Bool());
 
 TEST_F(limits_test, a_directory_has_one_server_and_others_machines_are_kept_out) {
     index_server second(settings_);

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "hostkit/http_exchange.h"
@@ -32,6 +33,14 @@ raw_client::raw_client(unsigned short port) {
     stream_.expires_after(std::chrono::seconds(20));
     stream_.connect("127.0.0.1", std::to_string(port));
     EXPECT_TRUE(stream_) << stream_.error().message();
+}
+
+void raw_client::drip(const std::string& bytes) {
+    for (const char byte : bytes) {
+        stream_.put(byte);
+        if (!stream_.flush()) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 std::string raw_client::read_until(const std::string& mark) {

@@ -28,6 +28,8 @@ class raw_client {
 public:
     explicit raw_client(unsigned short port);
     void send(const std::string& bytes) { stream_ << bytes << std::flush; }
+    /// Sends byte by byte with pauses, until all is gone or the server has closed.
+    void drip(const std::string& bytes);
     void end_sending() { stream_.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send); }
     /// All that arrives until `mark` is among it, or the server closes.
     std::string read_until(const std::string& mark);

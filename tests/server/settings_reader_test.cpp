@@ -1,0 +1,42 @@
+// The server's settings: taken as they are meant, or refused by name.
+#include "server/settings_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "hostkit/settings.h"
+
+namespace index_server {
+namespace {
+
+TEST(settings_reader, takes_what_is_set_and_refuses_what_is_no_good) {
+    hostkit::settings given;
+    given.set("server", "listen", "::1");
+    given.set("server", "port", "4711");
+    given.set("server", "allow_plain", "1");
+    given.set("server", "max_connections", "7");
+    given.set("server", "body_timeout_ms", "250");
+    const server_settings read = read_server_settings(given);
+    EXPECT_EQ(read.listen_address, "::1");
+    EXPECT_EQ(read.port, 4711);
+    EXPECT_TRUE(read.allow_plain_off_loopback);
+    EXPECT_EQ(read.max_connections, 7u);
+    EXPECT_EQ(read.body_timeout_ms, 250);
+    EXPECT_EQ(read.max_header_bytes, server_settings().max_header_bytes);
+    for (const auto& [key, value] : {std::pair("port", "65536"),
+                                     {"max_connections", "0"},
+                                     {"idle_timeout_ms", "1 minute"},
+                                     {"allow_plain", "yes"},
+                                     {"max_search_bytes", ""}}) {
+        hostkit::settings bad;
+        bad.set("server", key, value);
+        try {
+            read_server_settings(bad);
+            FAIL() << key;
+        } catch (const std::runtime_error& refusal) {
+            EXPECT_NE(std::string(refusal.what()).find(key), std::string::npos) << refusal.what();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace index_server
