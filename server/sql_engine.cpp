@@ -5,12 +5,12 @@
 #include "server/collect_applier.h"
 #include "server/connection_pool.h"
 #include "server/engine.h"
-#include "server/line_reader.h"
 #include "server/result_builder.h"
 #include "server/schema.h"
 #include "server/search_query.h"
 #include "server/searcher.h"
 #include "server/sql_records.h"
+#include "server/sql_row_store.h"
 #include "server/sqlite_driver.h"
 
 namespace index_server {
@@ -36,10 +36,10 @@ struct reader {
 
 /// A connection for writing, with what is prepared on it.
 struct writer {
-    explicit writer(const opener& open) : connection(open(sql_access::write)), applier(*connection) {}
+    explicit writer(const opener& open) : connection(open(sql_access::write)), rows(*connection) {}
 
     std::unique_ptr<sql_connection> connection;
-    collect_applier applier;
+    sql_row_store rows;
 };
 
 class sql_engine : public engine {
@@ -89,7 +89,7 @@ public:
         return writing([&](writer& to) {
             if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
             const share made = insert_share(*to.connection, name);
-            to.applier.make_root(made);
+            make_root(to.rows, made);
             return made;
         });
     }
@@ -139,37 +139,11 @@ private:
     connection_pool<writer> writers_;
 };
 
-/// Applies the file's lines up to the first that cannot be understood, and returns why.
-std::string apply_lines(const std::string& path, collect_applier& applier, apply_outcome& outcome) {
-    line_reader lines(path, max_collect_line_bytes);
-    std::string_view text;
-    collect_line line;
-    for (;;) {
-        const line_reader::result got = lines.next(text);
-        if (got == line_reader::result::end) return {};
-        ++outcome.lines;
-        if (got == line_reader::result::too_long) return "line too long";
-        if (got == line_reader::result::incomplete) return "no line feed at the end of the file";
-        std::string reason = parse_collect_line(text, line);
-        if (!reason.empty()) return reason;
-        applier.apply(line);
-    }
-}
-
 apply_outcome sql_engine::apply_collect_file(const share& target, const std::string& path) {
     return on_connection(writers_, [&](writer& to) {
-        apply_outcome outcome;
         sql_transaction transaction(*to.connection, sql_access::write);
-        to.applier.begin(target, now_ns());
-        const std::string reason = apply_lines(path, to.applier, outcome);
-        if (!reason.empty()) {
-            outcome.error_line = outcome.lines;
-            outcome.error = "line " + std::to_string(outcome.lines) + ": " + reason;
-            return outcome;
-        }
-        to.applier.finish();
-        transaction.commit();
-        outcome.applied = true;
+        apply_outcome outcome = index_server::apply_collect_file(to.rows, target, path, now_ns());
+        if (outcome.applied) transaction.commit();
         return outcome;
     });
 }
