@@ -34,17 +34,12 @@ void cut_group(const search_query& query, std::vector<candidate>& group) {
     group.resize(static_cast<std::size_t>(std::min(query.group_limit, size)));
 }
 
-void cut_page(const search_query& query, std::vector<candidate>& candidates) {
+void sort_candidates(const search_query& query, std::vector<candidate>& candidates) {
     std::sort(candidates.begin(), candidates.end(), [&](const candidate& a, const candidate& b) {
         if (a.living != b.living) return a.living;
         if (a.rank != b.rank) return (a.rank < b.rank) != query.descending;
         return (a.version < b.version) != query.descending && a.version != b.version;
     });
-    const auto total = static_cast<std::int64_t>(candidates.size());
-    const std::int64_t first = std::min(query.page_start, total);
-    const std::int64_t last = first + std::min(query.page_size, total - first);
-    candidates.erase(candidates.begin() + last, candidates.end());
-    candidates.erase(candidates.begin(), candidates.begin() + first);
 }
 
 }  // namespace index_server

@@ -40,7 +40,7 @@ bool in_range(const search_query& query, std::int64_t vtime);
 /// Leaves of one group what the request wants to see of each.
 void cut_group(const search_query& query, std::vector<candidate>& group);
 
-/// Puts the candidates in order and leaves those of the page.
-void cut_page(const search_query& query, std::vector<candidate>& candidates);
+/// Puts the candidates in the order that was asked for.
+void sort_candidates(const search_query& query, std::vector<candidate>& candidates);
 
 }  // namespace index_server

@@ -10,23 +10,37 @@
 
 namespace index_server {
 
-directory_listing::directory_listing(sql_connection& connection, history& versions)
-    : history_(versions),
-      page_of_directory_(connection,
-                         "SELECT id, dtime FROM version WHERE share = ?1 AND parent = ?2 AND state < 2 "
-                         "AND ((1 << coalesce(data_type, 1)) & CAST(?3 AS BIGINT)) <> 0 "
-                         "ORDER BY state, vtime, id LIMIT ?4 OFFSET ?5") {}
+namespace {
 
-std::vector<search_hit> directory_listing::page(const search_query& query,
+/// The listing of one directory as it is now, which is asked for most, comes in order from an index.
+bool stands_in_index(const search_query& query, std::size_t directories) {
+    return directories == 1 && !query.all_versions && !query.time && query.grouped_by == search_query::grouping::none &&
+           !query.descending;
+}
+
+}  // namespace
+
+directory_listing::directory_listing(sql_connection& connection, walk_memory& memory, history& versions)
+    : memory_(memory), history_(versions), walk_(connection, memory) {}
+
+std::vector<search_hit> directory_listing::page(const share& target, const search_query& query,
                                                 const std::vector<found_directory>& directories,
                                                 const std::optional<std::string>& name) {
-    if (can_page_in_index(query, directories.size()) && !name) return page_in_index(query, directories.front());
-    std::vector<candidate> candidates = collect(query, directories, name);
-    cut_page(query, candidates);
-    std::vector<search_hit> hits;
-    for (const candidate& chosen : candidates)
-        hits.push_back({chosen.version, chosen.end_s, directories[chosen.directory].path});
-    return hits;
+    if (!name && stands_in_index(query, directories.size())) {
+        const found_directory& where = directories.front();
+        std::vector<search_hit> hits = walk_.page(target, query, where.object);
+        for (search_hit& hit : hits) {
+            hit.end_s = earlier_end(where.end_s, hit.end_s);
+            hit.directory = where.path;
+        }
+        return hits;
+    }
+    return listing_page(memory_, target, query, [&] {
+        found_candidates found{collect(query, directories, name), {}};
+        for (const found_directory& directory : directories)
+            found.directories.push_back(directory.path);
+        return found;
+    });
 }
 
 std::vector<candidate> directory_listing::collect(const search_query& query,
@@ -60,25 +74,6 @@ std::vector<candidate> directory_listing::collect(const search_query& query,
         candidates.insert(candidates.end(), group.begin(), group.end());
     }
     return candidates;
-}
-
-/// The listing of one directory as it is now, which is asked for most, comes in order from an index: its later pages
-/// then cost no sorting.
-bool directory_listing::can_page_in_index(const search_query& query, std::size_t directories) const {
-    return directories == 1 && !query.all_versions && !query.time && query.grouped_by == search_query::grouping::none &&
-           !query.descending;
-}
-
-std::vector<search_hit> directory_listing::page_in_index(const search_query& query, const found_directory& where) {
-    std::vector<search_hit> hits;
-    const statement_run run(page_of_directory_);
-    page_of_directory_.bind(1, share_).bind(2, where.object).bind(3, std::int64_t{query.data_types});
-    page_of_directory_.bind(4, query.page_size).bind(5, query.page_start);
-    while (page_of_directory_.step()) {
-        const std::int64_t end_s = earlier_end(where.end_s, page_of_directory_.integer(1));
-        hits.push_back({page_of_directory_.integer(0), end_s, where.path});
-    }
-    return hits;
 }
 
 }  // namespace index_server

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "server/candidates.h"
+#include "server/directory_walk.h"
 #include "server/engine.h"
 #include "server/history.h"
+#include "server/listing_pages.h"
 #include "server/search_query.h"
 #include "server/sql.h"
 
@@ -21,27 +23,24 @@ struct found_directory {
     std::optional<std::string> path;  ///< without a slash at its end; nothing if unknown
 };
 
-/// Prepared on one connection, whose history is passed in and outlives this. locks: called inside a read transaction.
+/// Prepared on one connection, whose history is passed in and outlives this, as does the memory, which all share.
+/// locks: called inside a read transaction.
 class directory_listing {
 public:
-    directory_listing(sql_connection& connection, history& versions);
-
-    /// Begins the questions of one search.
-    void begin(const share& target) { share_ = target.subclient_id; }
+    directory_listing(sql_connection& connection, walk_memory& memory, history& versions);
 
     /// The page of what stands in the directories, or of what has the name there.
-    std::vector<search_hit> page(const search_query& query, const std::vector<found_directory>& directories,
+    std::vector<search_hit> page(const share& target, const search_query& query,
+                                 const std::vector<found_directory>& directories,
                                  const std::optional<std::string>& name);
 
 private:
     std::vector<candidate> collect(const search_query& query, const std::vector<found_directory>& directories,
                                    const std::optional<std::string>& name);
-    bool can_page_in_index(const search_query& query, std::size_t directories) const;
-    std::vector<search_hit> page_in_index(const search_query& query, const found_directory& where);
 
-    std::int64_t share_ = 0;
+    walk_memory& memory_;
     history& history_;
-    sql_statement page_of_directory_;
+    directory_walk walk_;
 };
 
 }  // namespace index_server

@@ -20,9 +20,9 @@ extent_results::extent_results(sql_connection& connection)
       read_properties_(connection,
                        "SELECT name, value FROM extent_property WHERE share = ?1 AND extent = ?2 ORDER BY name") {}
 
-void extent_results::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
+bool extent_results::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
     const statement_run run(read_extent_);
-    if (!read_extent_.bind(1, share_).bind(2, hit.version).step()) return;
+    if (!read_extent_.bind(1, share_).bind(2, hit.version).step()) return false;
     item.setstring(24, 51, std::string(read_extent_.text(guid)));
     item.setstring(37, 82, std::string(read_extent_.text(version_guid)));
     item.setstring(46, 103, std::string(read_extent_.text(file_guid)));
@@ -30,6 +30,7 @@ void extent_results::fill(const search_query& query, const search_hit& hit, KT5C
     set_number(item, 39, 39, read_extent_.integer_if_any(backup_id));
     fill_attributes(query, hit, *item.getObjectAccessor(true, true, 50, 110, 14, 32));
     fill_properties(query, hit, item);
+    return true;
 }
 
 void extent_results::fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes) {

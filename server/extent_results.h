@@ -17,8 +17,8 @@ public:
     /// Begins the answer of one search.
     void begin(const share& target) { share_ = target.subclient_id; }
 
-    /// An extent has no name and no path of its own; its parent is its file.
-    void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
+    /// An extent has no name and no path of its own; its parent is its file. False when the row is not there.
+    bool fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
 private:
     void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);

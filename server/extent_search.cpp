@@ -6,17 +6,29 @@
 
 namespace index_server {
 
-extent_search::extent_search(sql_connection& connection, ancestry& ways_up)
-    : ancestry_(ways_up),
+namespace {
+
+#define IIF_TO_BACK_UP \
+    "WHERE share = ?1 AND backup_id IS NULL AND ((1 << coalesce(data_type, 1)) & CAST(?2 AS BIGINT)) <> 0 "
+constexpr const char* rows_to_back_up_sql =
+    "SELECT id, dtime FROM extent " IIF_TO_BACK_UP "AND state = ?3 AND state < 2 AND id > ?4 ORDER BY id LIMIT ?5";
+constexpr const char* find_place_sql =
+    "SELECT state, id FROM extent " IIF_TO_BACK_UP "AND state < 2 ORDER BY state, id LIMIT 1 OFFSET ?3";
+#undef IIF_TO_BACK_UP
+constexpr std::int64_t ended = 1;
+
+}  // namespace
+
+extent_search::extent_search(sql_connection& connection, walk_memory& memory, ancestry& ways_up)
+    : memory_(memory),
+      ancestry_(ways_up),
       find_file_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ?2 AND guid <> ''"),
       versions_of_file_(connection,
                         "SELECT id, number, vtime, dtime, coalesce(data_type, 1) FROM extent "
                         "WHERE share = ?1 AND file = ?2 "
                         "ORDER BY number DESC, vtime DESC, arrival DESC"),
-      page_not_backed_up_(connection,
-                          "SELECT id, dtime FROM extent WHERE share = ?1 AND state < 2 AND backup_id IS NULL "
-                          "AND ((1 << coalesce(data_type, 1)) & CAST(?2 AS BIGINT)) <> 0 "
-                          "ORDER BY state, id LIMIT ?3 OFFSET ?4") {}
+      rows_to_back_up_(connection, rows_to_back_up_sql),
+      find_place_(connection, find_place_sql) {}
 
 std::vector<search_hit> extent_search::of_file(const share& target, const search_query& query) {
     const statement_run run(find_file_);
@@ -24,12 +36,9 @@ std::vector<search_hit> extent_search::of_file(const share& target, const search
     const std::int64_t file = find_file_.integer(0);
     versions_of_file_.bind(1, target.subclient_id).bind(2, file);
     ancestry_.begin(target, query);
-    std::vector<candidate> candidates = collect(query, ancestry_.of(file).end_s);
-    cut_page(query, candidates);
-    std::vector<search_hit> hits;
-    for (const candidate& chosen : candidates)
-        hits.push_back({chosen.version, chosen.end_s, std::nullopt});
-    return hits;
+    return listing_page(memory_, target, query, [&] {
+        return found_candidates{collect(query, ancestry_.of(file).end_s), {}};
+    });
 }
 
 std::vector<candidate> extent_search::collect(const search_query& query, std::int64_t file_end_s) {
@@ -63,13 +72,35 @@ std::vector<candidate> extent_search::collect(const search_query& query, std::in
 }
 
 std::vector<search_hit> extent_search::not_backed_up(const share& target, const search_query& query) {
+    const std::string listing = listing_key(target, query);
+    std::optional<walk> known = memory_.resume(listing, query.page_start);
+    walk here = known ? *known : walk{.place = place_of(target, query)};
+    const walk_place from = here.place;
     std::vector<search_hit> hits;
-    const statement_run run(page_not_backed_up_);
-    page_not_backed_up_.bind(1, target.subclient_id).bind(2, std::int64_t{query.data_types});
-    page_not_backed_up_.bind(3, query.page_size).bind(4, query.page_start);
-    while (page_not_backed_up_.step())
-        hits.push_back({page_not_backed_up_.integer(0), page_not_backed_up_.integer(1), std::nullopt});
+    for (; here.place.state <= ended; here.place = {here.place.state + 1, 0, 0}) {
+        const std::int64_t wanted = query.page_size - static_cast<std::int64_t>(hits.size());
+        const statement_run run(rows_to_back_up_);
+        rows_to_back_up_.bind(1, target.subclient_id).bind(2, std::int64_t{query.data_types});
+        rows_to_back_up_.bind(3, here.place.state).bind(4, here.place.row).bind(5, wanted);
+        while (rows_to_back_up_.step()) {
+            hits.push_back({rows_to_back_up_.integer(0), rows_to_back_up_.integer(1), std::nullopt});
+            here.place.row = rows_to_back_up_.integer(0);
+        }
+        if (static_cast<std::int64_t>(hits.size()) == query.page_size) {
+            memory_.keep(listing, here, query.page_start + query.page_size, query.page_start, from);
+            break;
+        }
+    }
     return hits;
+}
+
+/// The place before the page, counted from the front.
+walk_place extent_search::place_of(const share& target, const search_query& query) {
+    if (query.page_start == 0) return {};
+    const statement_run run(find_place_);
+    find_place_.bind(1, target.subclient_id).bind(2, std::int64_t{query.data_types}).bind(3, query.page_start - 1);
+    if (find_place_.step()) return {find_place_.integer(0), 0, find_place_.integer(1)};
+    return {ended + 1, 0, 0};
 }
 
 }  // namespace index_server

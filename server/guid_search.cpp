@@ -1,6 +1,7 @@
 // The search by GUID. What ended above an object ends the object, as in a search by path.
 #include "server/guid_search.h"
 
+#include <algorithm>
 #include <string>
 
 #include "server/version_time.h"
@@ -24,7 +25,7 @@ std::vector<search_hit> guid_search::children_of(const share& target, const sear
     if (object == 0) return {};
     ancestry_.begin(target, query);
     const standing& where = ancestry_.of(object);
-    return listing_.page(query, {{object, where.end_s, where.path}}, std::nullopt);
+    return listing_.page(target, query, {{object, where.end_s, where.path}}, std::nullopt);
 }
 
 std::vector<search_hit> guid_search::versions_of(const share& target, const search_query& query) {
@@ -45,9 +46,11 @@ std::vector<search_hit> guid_search::versions_of(const share& target, const sear
         const std::int64_t end_s = earlier_end(above_s, version.end_s);
         candidates.push_back({version.id, version.vtime, version.vtime, end_s, lives(query, end_s), i});
     }
-    cut_page(query, candidates);
+    sort_candidates(query, candidates);
     std::vector<search_hit> hits;
-    for (const candidate& chosen : candidates) {
+    const auto total = static_cast<std::int64_t>(candidates.size());
+    for (std::int64_t i = query.page_start; i < std::min(total, query.page_start + query.page_size); ++i) {
+        const candidate& chosen = candidates[static_cast<std::size_t>(i)];
         const std::int64_t parent = versions[chosen.directory].parent;
         hits.push_back({chosen.version, chosen.end_s, parent == 0 ? std::nullopt : ancestry_.of(parent).path});
     }

@@ -43,7 +43,7 @@ std::vector<search_hit> path_search::page(const share& target, const search_quer
         leaf = names.back();
         names.pop_back();
     }
-    return listing_.page(query, walk(target, query, names), leaf);
+    return listing_.page(target, query, walk(target, query, names), leaf);
 }
 
 std::vector<found_directory> path_search::walk(const share& target, const search_query& query,

@@ -41,9 +41,9 @@ result_builder::result_builder(sql_connection& connection)
       read_properties_(connection,
                        "SELECT name, value FROM version_property WHERE share = ?1 AND version = ?2 ORDER BY name") {}
 
-void result_builder::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
+bool result_builder::fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item) {
     const statement_run run(read_version_);
-    if (!read_version_.bind(1, share_).bind(2, hit.version).step()) return;
+    if (!read_version_.bind(1, share_).bind(2, hit.version).step()) return false;
     const std::string leaf(read_version_.text(name));
     if (hit.directory && !leaf.empty()) item.setstring(2, 5, *hit.directory + "/" + leaf);
     if (!leaf.empty()) item.setstring(3, 9, leaf);
@@ -56,6 +56,7 @@ void result_builder::fill(const search_query& query, const search_hit& hit, KT5C
     set_number(item, 39, 39, read_version_.integer_if_any(backup_id));
     fill_attributes(query, hit, *item.getObjectAccessor(true, true, 50, 110, 14, 32));
     fill_properties(query, hit, item);
+    return true;
 }
 
 void result_builder::fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes) {

@@ -19,7 +19,8 @@ public:
     /// Begins the answer of one search.
     void begin(const share& target) { share_ = target.subclient_id; }
 
-    void fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
+    /// False when the row is not there.
+    bool fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
 
 private:
     void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);

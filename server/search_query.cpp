@@ -18,6 +18,7 @@ using KT5ContentIndexing::ZYSearchGroup;
 using KT5ContentIndexing::ZYSearchReq;
 
 constexpr std::int64_t max_page_size = 10000;
+constexpr int keyword_mode = 2;
 constexpr int and_mode = 2;
 constexpr int list_mode = 0;
 constexpr int value_mode = 2;
@@ -108,12 +109,17 @@ private:
         const auto keyword = filters->getObjectAccessor(true, false, 1, 1, 14, 154);
         const std::string text = keyword->getstring(1, 1);
         if (!text.empty() && text != "*") unsupported("keywordText", text);
+        expect("keywordMode", *keyword, 2, keyword_mode);
 
         const auto security = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
         for (auto& group : *security) {
             const auto subclients = group.getlistint(2, 2, false);
             for (const int subclient : *subclients) {
                 if (subclient != target_.subclient_id) fault(EACCES, "the request names another share");
+            }
+            const auto scopes = group.getlistobject<FieldValue>(7, 7, false);
+            for (auto& scope : *scopes) {
+                if (scope.getstring(1, 1) != "SubClient") unsupported("scope", scope.getstring(1, 1));
             }
         }
         const auto query_groups = filters->getlistobject<ZYSearchGroup>(3, 3, false);
@@ -143,6 +149,7 @@ private:
         const bool list = name == "CISTATE" || name == "DATA_TYPE";
         const bool absence = name == "AFILEID";
         expect(name.c_str(), field, 3, list ? list_mode : absence ? no_value_mode : value_mode);
+        if (!field.isSet(3)) return fault(EINVAL, "a field without a mode: " + name);
         if (values.empty()) return fault(EINVAL, "a field without values: " + name);
 
         if (name == "CISTATE") {
@@ -164,8 +171,7 @@ private:
         } else if (name == "CONTENTID") {
             read_key(search_query::key::content_id, values.front());
         } else if (absence) {
-            // The mode alone says that a value is to be missing, so it has to be there.
-            if (!field.isSet(3) || values.front() != "*") unsupported(name, values.front());
+            if (values.front() != "*") unsupported(name, values.front());
             read_key(search_query::key::not_backed_up, {});
         } else {
             unsupported("field", name);

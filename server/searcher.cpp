@@ -3,29 +3,39 @@
 
 namespace index_server {
 
-searcher::searcher(sql_connection& connection)
-    : history_(connection),
-      listing_(connection, history_),
+searcher::searcher(sql_connection& connection, walk_memory& memory)
+    : memory_(memory),
+      history_(connection),
+      listing_(connection, memory, history_),
       ancestry_(connection, history_),
       paths_(connection, history_, listing_),
       guids_(connection, history_, listing_, ancestry_),
-      extents_(connection, ancestry_),
+      extents_(connection, memory, ancestry_),
       results_(connection),
       extent_results_(connection) {}
 
 std::vector<KT5ContentIndexing::GResultItem> searcher::items(const share& target, const search_query& query) {
     history_.begin(target);
-    listing_.begin(target);
     results_.begin(target);
     extent_results_.begin(target);
     std::vector<KT5ContentIndexing::GResultItem> built;
-    for (const search_hit& hit : hits(target, query)) {
-        if (query.extents)
-            extent_results_.fill(query, hit, built.emplace_back());
-        else
-            results_.fill(query, hit, built.emplace_back());
-    }
+    if (build(query, hits(target, query), built)) return built;
+    // What was kept of the listing names rows that were purged since. A page with gaps would be taken for the last one.
+    memory_.forget(listing_key(target, query));
+    built.clear();
+    build(query, hits(target, query), built);
     return built;
+}
+
+/// False when a row is not there any more.
+bool searcher::build(const search_query& query, const std::vector<search_hit>& found,
+                     std::vector<KT5ContentIndexing::GResultItem>& built) {
+    built.reserve(found.size());
+    for (const search_hit& hit : found) {
+        KT5ContentIndexing::GResultItem& item = built.emplace_back();
+        if (!(query.extents ? extent_results_.fill(query, hit, item) : results_.fill(query, hit, item))) return false;
+    }
+    return true;
 }
 
 std::vector<search_hit> searcher::hits(const share& target, const search_query& query) {

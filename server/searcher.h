@@ -15,20 +15,25 @@
 #include "server/result_builder.h"
 #include "server/search_query.h"
 #include "server/sql.h"
+#include "server/walk_memory.h"
 
 namespace index_server {
 
-/// All searches, prepared on one connection. locks: called inside a read transaction.
+/// All searches, prepared on one connection; the memory is shared by all and outlives this. locks: called inside a read
+/// transaction.
 class searcher {
 public:
-    explicit searcher(sql_connection& connection);
+    searcher(sql_connection& connection, walk_memory& memory);
 
     /// The page of items that the query asks for.
     std::vector<KT5ContentIndexing::GResultItem> items(const share& target, const search_query& query);
 
 private:
+    bool build(const search_query& query, const std::vector<search_hit>& found,
+               std::vector<KT5ContentIndexing::GResultItem>& built);
     std::vector<search_hit> hits(const share& target, const search_query& query);
 
+    walk_memory& memory_;
     history history_;
     directory_listing listing_;
     ancestry ancestry_;

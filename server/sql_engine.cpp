@@ -12,6 +12,7 @@
 #include "server/sql_records.h"
 #include "server/sql_row_store.h"
 #include "server/sqlite_driver.h"
+#include "server/walk_memory.h"
 
 namespace index_server {
 
@@ -28,7 +29,8 @@ std::int64_t now_ns() {
 
 /// A connection for reading, with what is prepared on it.
 struct reader {
-    explicit reader(const opener& open) : connection(open(sql_access::read)), searches(*connection) {}
+    reader(const opener& open, walk_memory& memory)
+        : connection(open(sql_access::read)), searches(*connection, memory) {}
 
     std::unique_ptr<sql_connection> connection;
     searcher searches;
@@ -82,7 +84,7 @@ class sql_engine : public engine {
 public:
     /// The schema is there. `most_writers` is how many transactions the storage lets write at once.
     sql_engine(const opener& open, std::size_t most_writers)
-        : readers_(most_readers, [open] { return std::make_unique<reader>(open); }),
+        : readers_(most_readers, [this, open] { return std::make_unique<reader>(open, walks_); }),
           writers_(most_writers, [open] { return std::make_unique<writer>(open); }) {}
 
     share register_share(const std::string& name) override {
@@ -135,6 +137,7 @@ public:
                 KT5ContentIndexing::ZYSearchResp& response) override;
 
 private:
+    walk_memory walks_;
     connection_pool<reader> readers_;
     connection_pool<writer> writers_;
 };

@@ -162,6 +162,19 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
     EXPECT_EQ(with_filter("CISTATE", {}, 0), "a field without values: CISTATE\n");
     EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 2), "not supported: CISTATE 2\n");
 
+    auto scoped = request(docs, false, "/", {});
+    const auto filters = scoped.getObjectAccessor(true, true, 2, 2, 14, 157);
+    filters->getObjectAccessor(true, true, 1, 1, 14, 154)->setint64(2, 5, 1);
+    auto& group = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)->emplace_back();
+    group.getlistint(2, 2, true)->push_back(static_cast<int>(docs.subclient_id) + 1);
+    group.getlistobject<KT5ContentIndexing::FieldValue>(7, 7, true)->emplace_back().setstring(1, 1, "Client");
+    auto& bare = filters->getlistobject<KT5ContentIndexing::ZYSearchGroup>(4, 4, true)->emplace_back();
+    const auto criteria = bare.getObjectAccessor(true, true, 4, 4, 14, 150);
+    criteria->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true)->emplace_back().setstring(1, 1, "CISTATE");
+    EXPECT_EQ(errors(scoped),
+              "not supported: keywordMode 1\nthe request names another share\nnot supported: scope Client\n"
+              "a field without a mode: CISTATE\n");
+
     auto no_path = KT5ContentIndexing::ZYSearchReq();
     EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request does not say what it looks for\n");
     auto page = request(docs, true, "/", {.page_size = 10001, .page_start = -1});
