@@ -10,6 +10,7 @@ packages=(
     libcurl4-openssl-dev libssl-dev
     libexpat1-dev
     libsqlite3-dev
+    libpq-dev postgresql-15
     libspdlog-dev
     libcli11-dev
     libutf8proc-dev

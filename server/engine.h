@@ -81,4 +81,10 @@ public:
 /// Opens the embedded engine, whose database lies in `directory`, and brings its schema up to date.
 std::unique_ptr<engine> open_sqlite_engine(const std::string& directory);
 
+/// Opens the engine over a PostgreSQL database, which `settings` names as a connection string of libpq, and brings its
+/// schema up to date. Several servers may work on one database: each has a `server_name` of its own, under which its
+/// open transactions are found again. Operations throw storage_unavailable while the database cannot be reached, and
+/// work again when it can.
+std::unique_ptr<engine> open_postgresql_engine(const std::string& settings, const std::string& server_name);
+
 }  // namespace index_server

@@ -48,7 +48,7 @@ void extent_results::fill_properties(const search_query& query, const search_hit
     property_list list;
     // Readers of extents take the size from here alone.
     if ((query.columns & column_extent_size) != 0 && !read_extent_.is_null(size))
-        add_property(list, "EXTENT_SIZE", std::string(read_extent_.text(size)));
+        add_property(list, "EXTENT_SIZE", std::to_string(read_extent_.integer(size)));
     if ((query.columns & column_deleted_time) != 0 && hit.end_s != 0)
         add_property(list, "DELETED_TIME", std::to_string(hit.end_s));
     if ((query.columns & column_link_target) != 0 && !read_extent_.is_null(link_target))

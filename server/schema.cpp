@@ -34,7 +34,7 @@ namespace index_server {
 namespace {
 
 constexpr std::int64_t schema_version = 4;
-constexpr int partitions = 16;
+constexpr int partitions = 8;
 
 constexpr std::string_view record_tables = R"(
 CREATE TABLE share(
@@ -62,11 +62,11 @@ CREATE INDEX collect_transaction_by_status ON collect_transaction(status, seq);
 )";
 
 constexpr std::string_view index_tables = R"(
-CREATE TABLE object(id $OBJECT_ID, share BIGINT NOT NULL, guid $BYTES NOT NULL, newest BIGINT$IN_SHARE)$SPREAD;
+CREATE TABLE object(id $ID, share BIGINT NOT NULL, guid $BYTES NOT NULL, newest BIGINT$IN_SHARE)$SPREAD;
 CREATE UNIQUE INDEX object_by_guid ON object(share, guid);
 
 CREATE TABLE version(
-    id $VERSION_ID,
+    id $ID,
     share BIGINT NOT NULL,
     object BIGINT NOT NULL,
     version_guid $BYTES NOT NULL,
@@ -106,7 +106,7 @@ CREATE TABLE version_property(
     PRIMARY KEY(share, version, name))$KEYED$SPREAD;
 
 CREATE TABLE extent(
-    id $EXTENT_ID,
+    id $ID,
     share BIGINT NOT NULL,
     file BIGINT NOT NULL,
     number BIGINT NOT NULL,
@@ -142,16 +142,14 @@ struct word {
     std::string_view postgresql;
 };
 
-constexpr std::array<word, 11> words{{
+constexpr std::array<word, 9> words{{
     {"$TEXT", "TEXT", "TEXT COLLATE \"C\""},
     {"$BYTES", "TEXT", "BYTEA"},
     {"$KEYED", " WITHOUT ROWID", ""},
     {"$KEY", "INTEGER PRIMARY KEY", "BIGINT PRIMARY KEY"},
     {"$TOKEN_ID", "INTEGER PRIMARY KEY", "BIGINT PRIMARY KEY DEFAULT nextval('token_id')"},
     {"$TRANSACTION_ID", "INTEGER PRIMARY KEY", "BIGINT PRIMARY KEY DEFAULT nextval('transaction_id')"},
-    {"$OBJECT_ID", "INTEGER PRIMARY KEY", "BIGINT NOT NULL DEFAULT nextval('object_id')"},
-    {"$VERSION_ID", "INTEGER PRIMARY KEY", "BIGINT NOT NULL DEFAULT nextval('version_id')"},
-    {"$EXTENT_ID", "INTEGER PRIMARY KEY", "BIGINT NOT NULL DEFAULT nextval('extent_id')"},
+    {"$ID", "INTEGER PRIMARY KEY", "BIGINT NOT NULL"},
     {"$IN_SHARE", "", ", PRIMARY KEY(share, id)"},
     {"$SPREAD", "", " PARTITION BY HASH(share)"},
 }};
@@ -210,9 +208,7 @@ void prepare_schema(sql_connection& connection) {
     if (found == schema_version) return;
     if (found == 0) {
         if (connection.dialect() == sql_dialect::postgresql) {
-            connection.execute(
-                "CREATE SEQUENCE token_id; CREATE SEQUENCE transaction_id; CREATE SEQUENCE object_id;"
-                "CREATE SEQUENCE version_id; CREATE SEQUENCE extent_id");
+            connection.execute("CREATE SEQUENCE token_id; CREATE SEQUENCE transaction_id");
         }
         make_tables(connection, record_tables);
         make_tables(connection, index_tables);

@@ -5,6 +5,7 @@
 #include "server/collect_applier.h"
 #include "server/connection_pool.h"
 #include "server/engine.h"
+#include "server/postgresql_connection.h"
 #include "server/result_builder.h"
 #include "server/schema.h"
 #include "server/search_query.h"
@@ -19,6 +20,7 @@ namespace index_server {
 namespace {
 
 constexpr std::size_t most_readers = 16;
+constexpr std::size_t most_writers = 8;
 
 using opener = std::function<std::unique_ptr<sql_connection>(sql_access)>;
 
@@ -83,8 +85,9 @@ class sql_engine : public engine {
 
 public:
     /// The schema is there. `most_writers` is how many transactions the storage lets write at once.
-    sql_engine(const opener& open, std::size_t most_writers)
-        : readers_(most_readers, [this, open] { return std::make_unique<reader>(open, walks_); }),
+    sql_engine(const opener& open, std::size_t most_writers, std::string server_name)
+        : server_name_(std::move(server_name)),
+          readers_(most_readers, [this, open] { return std::make_unique<reader>(open, walks_); }),
           writers_(most_writers, [open] { return std::make_unique<writer>(open); }) {}
 
     share register_share(const std::string& name) override {
@@ -117,7 +120,7 @@ public:
     }
 
     void put_transaction(const transaction_record& record) override {
-        writing([&](writer& to) { return write_transaction(*to.connection, record), true; });
+        writing([&](writer& to) { return write_transaction(*to.connection, record, server_name_), true; });
     }
 
     std::optional<transaction_record> transaction(const std::string& id) override {
@@ -129,7 +132,7 @@ public:
     }
 
     std::vector<transaction_record> open_transactions() override {
-        return reading([](reader& from) { return read_open_transactions(*from.connection); });
+        return reading([&](reader& from) { return read_open_transactions(*from.connection, server_name_); });
     }
 
     apply_outcome apply_collect_file(const share& target, const std::string& path) override;
@@ -137,6 +140,7 @@ public:
                 KT5ContentIndexing::ZYSearchResp& response) override;
 
 private:
+    const std::string server_name_;
     walk_memory walks_;
     connection_pool<reader> readers_;
     connection_pool<writer> writers_;
@@ -170,7 +174,13 @@ std::unique_ptr<engine> open_sqlite_engine(const std::string& directory) {
     const std::string path = directory + "/index.db";
     const opener open = [path](sql_access what) { return open_sqlite(path, what); };
     prepare_schema(*open(sql_access::write));
-    return std::make_unique<sql_engine>(open, 1);
+    return std::make_unique<sql_engine>(open, 1, "");
+}
+
+std::unique_ptr<engine> open_postgresql_engine(const std::string& settings, const std::string& server_name) {
+    const opener open = [settings](sql_access) { return std::make_unique<postgresql_connection>(settings); };
+    prepare_schema(*open(sql_access::write));
+    return std::make_unique<sql_engine>(open, most_writers, server_name);
 }
 
 }  // namespace index_server

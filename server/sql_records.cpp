@@ -129,14 +129,14 @@ std::vector<token_grant> read_tokens(sql_connection& connection) {
     return all_rows(statement, token_row);
 }
 
-void write_transaction(sql_connection& connection, const transaction_record& record) {
+void write_transaction(sql_connection& connection, const transaction_record& record, const std::string& server) {
     sql_statement put(connection,
-                      "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET "
+                      "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns, server) "
+                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
                       "subclient_id = excluded.subclient_id, status = excluded.status, error = excluded.error, "
                       "created_ns = excluded.created_ns");
     put.bind(1, record.id).bind(2, record.subclient_id).bind(3, std::int64_t{record.status}).bind(4, record.error);
-    put.bind(5, record.created_ns).run();
+    put.bind(5, record.created_ns).bind(6, server).run();
     sql_statement forget(connection,
                          "DELETE FROM collect_transaction WHERE subclient_id = ?1 AND status NOT IN (?2, ?3) "
                          "AND seq < (SELECT seq FROM collect_transaction WHERE subclient_id = ?1 "
@@ -156,11 +156,13 @@ std::optional<transaction_record> read_last_transaction(sql_connection& connecti
     return only_row(statement.bind(1, subclient_id), transaction_row);
 }
 
-std::vector<transaction_record> read_open_transactions(sql_connection& connection) {
-    sql_statement statement(connection,
-                            (std::string(select_transaction) + "WHERE status IN (?1, ?2) ORDER BY seq").c_str());
+std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server) {
+    sql_statement statement(
+        connection,
+        (std::string(select_transaction) + "WHERE status IN (?1, ?2) AND server = ?3 ORDER BY seq").c_str());
     statement.bind(1, std::int64_t{App::ProcessingStatus_QUEUED})
-        .bind(2, std::int64_t{App::ProcessingStatus_PROCESSING});
+        .bind(2, std::int64_t{App::ProcessingStatus_PROCESSING})
+        .bind(3, server);
     return all_rows(statement, transaction_row);
 }
 

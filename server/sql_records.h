@@ -17,7 +17,8 @@ std::optional<share> read_share_of_name(sql_connection& connection, const std::s
 std::vector<token_grant> read_tokens(sql_connection& connection);
 std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id);
 std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id);
-std::vector<transaction_record> read_open_transactions(sql_connection& connection);
+/// Those that the server took.
+std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server);
 
 /// A statement that gives the highest id of a table in the share ?1, or one that no row of it exceeds.
 std::string last_id_sql(const sql_connection& connection, const std::string& table);
@@ -27,7 +28,7 @@ std::string last_id_sql(const sql_connection& connection, const std::string& tab
 share insert_share(sql_connection& connection, const std::string& name);
 void insert_token(sql_connection& connection, const token_grant& grant);
 void delete_token(sql_connection& connection, const token_grant& grant);
-/// Also forgets the oldest finished records of the share, once there are many.
-void write_transaction(sql_connection& connection, const transaction_record& record);
+/// `server` took it. Also forgets the oldest finished records of the share, once there are many.
+void write_transaction(sql_connection& connection, const transaction_record& record, const std::string& server);
 
 }  // namespace index_server

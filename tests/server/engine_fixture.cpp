@@ -1,8 +1,6 @@
 // The verbs of the engine's fixture.
 #include "tests/server/engine_fixture.h"
 
-#include "server/sqlite_driver.h"
-
 namespace index_server {
 
 namespace {
@@ -52,7 +50,7 @@ engine_fixture::engine_fixture() {
 
 void engine_fixture::reopen() {
     store.reset();
-    store = open_sqlite_engine(directory);
+    store = storage.open();
 }
 
 apply_outcome engine_fixture::apply(const share& to, const std::vector<std::string>& lines) {
@@ -171,25 +169,52 @@ std::string engine_fixture::errors(ZYSearchReq& asking) {
     return texts;
 }
 
-std::string engine_fixture::rows() const {
-    const auto connection = open_sqlite(directory + "/index.db", sql_access::read);
-    const char* const tables[] = {
-        "SELECT o.share, o.guid, v.version_guid, p.guid, v.name, v.name_key, v.state, v.vtime, v.dtime, v.data_type, "
-        "v.size, v.mode, v.uid, v.mtime, v.link_target, v.xattr, o.newest = v.id, "
-        "(SELECT group_concat(name || '=' || value) FROM version_property WHERE version = v.id) "
-        "FROM version v JOIN object o ON o.id = v.object LEFT JOIN object p ON p.id = v.parent "
-        "ORDER BY o.share, o.guid, v.vtime, v.arrival",
-        "SELECT o.share, o.guid, e.number, e.version_guid, e.guid, e.vtime, e.dtime, e.size, e.extent_type, "
-        "(SELECT group_concat(name || '=' || value) FROM extent_property WHERE extent = e.id), '', '', '', '', '', '', "
-        "'', '' FROM extent e JOIN object o ON o.id = e.file ORDER BY o.share, o.guid, e.number, e.vtime, e.arrival"};
+namespace {
+
+/// What one row of a table says; a 't' in `kinds` stands for a text, an 'n' for a number. The first column is the id by
+/// which `properties` finds the row's properties.
+std::string text_of_row(const sql_statement& row, std::string_view kinds, sql_statement& properties) {
     std::string text;
-    for (const char* table : tables) {
-        sql_statement statement(*connection, table);
-        while (statement.step()) {
-            for (int column = 0; column < 18; ++column)
-                text += std::string(statement.text(column)) + "|";
-            text += "\n";
-        }
+    for (int column = 1; column < static_cast<int>(kinds.size()); ++column) {
+        const bool is_text = kinds[static_cast<std::size_t>(column)] == 't';
+        if (!row.is_null(column)) text += is_text ? std::string(row.text(column)) : std::to_string(row.integer(column));
+        text += "|";
+    }
+    properties.bind(1, row.integer(0));
+    const statement_run run(properties);
+    while (properties.step())
+        text += std::string(properties.text(0)) + "=" + std::string(properties.text(1)) + ",";
+    return text + "\n";
+}
+
+}  // namespace
+
+std::string engine_fixture::rows() const {
+    const auto connection = storage.connect(sql_access::read);
+    struct table {
+        const char* kinds;
+        const char* sql;
+        const char* properties;
+    };
+    const table tables[] = {
+        {"nntttttnnnnnnnnttn",
+         "SELECT v.id, o.share, o.guid, v.version_guid, p.guid, v.name, v.name_key, v.state, v.vtime, v.dtime, "
+         "v.data_type, v.size, v.mode, v.uid, v.mtime, v.link_target, v.xattr, "
+         "CASE WHEN o.newest = v.id THEN 1 ELSE 0 END FROM version v "
+         "JOIN object o ON o.share = v.share AND o.id = v.object "
+         "LEFT JOIN object p ON p.share = v.share AND p.id = v.parent ORDER BY o.share, o.guid, v.vtime, v.arrival",
+         "SELECT name, value FROM version_property WHERE version = ?1 ORDER BY name"},
+        {"nntnttnnnn",
+         "SELECT e.id, o.share, o.guid, e.number, e.version_guid, e.guid, e.vtime, e.dtime, e.size, e.extent_type "
+         "FROM extent e JOIN object o ON o.share = e.share AND o.id = e.file "
+         "ORDER BY o.share, o.guid, e.number, e.vtime, e.arrival",
+         "SELECT name, value FROM extent_property WHERE extent = ?1 ORDER BY name"}};
+    std::string text;
+    for (const table& each : tables) {
+        sql_statement row(*connection, each.sql);
+        sql_statement properties(*connection, each.properties);
+        while (row.step())
+            text += text_of_row(row, each.kinds, properties);
     }
     return text;
 }

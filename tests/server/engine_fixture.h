@@ -1,4 +1,4 @@
-// A storage engine in a fresh directory, with verbs that feed it collect lines and ask it as the library does.
+// A storage engine with a fresh storage, with verbs that feed it collect lines and ask it as the library does.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "server/engine.h"
+#include "tests/storage/test_storage.h"
 #include "tests/support/scratch_directory.h"
 
 namespace index_server {
@@ -75,6 +76,7 @@ protected:
 
     const scratch_directory scratch;
     const std::string directory = scratch.path();
+    const test_storage storage{directory};
     std::unique_ptr<engine> store;
     share docs;
 

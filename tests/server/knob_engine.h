@@ -42,8 +42,7 @@ struct engine_knobs {
 
 class knob_engine : public engine {
 public:
-    knob_engine(const std::string& directory, engine_knobs& knobs)
-        : real_(open_sqlite_engine(directory)), knobs_(knobs) {}
+    knob_engine(std::unique_ptr<engine> real, engine_knobs& knobs) : real_(std::move(real)), knobs_(knobs) {}
 
     share register_share(const std::string& name) override { return real_->register_share(name); }
     std::vector<share> shares() override { return real_->shares(); }

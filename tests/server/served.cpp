@@ -53,7 +53,9 @@ std::string raw_client::read_until(const std::string& mark) {
 
 served::served() {
     settings_.data_dir = scratch_ / "data";
-    settings_.open_engine = [this](const std::string& at) { return std::make_unique<knob_engine>(at, store_); };
+    settings_.open_engine = [this](const std::string&) {
+        return std::make_unique<knob_engine>(storage_.open(), store_);
+    };
     start();
     docs_ = server_->register_share("docs");
     mail_ = server_->register_share("mail");

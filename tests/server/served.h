@@ -12,6 +12,7 @@
 
 #include "server/index_server.h"
 #include "tests/server/knob_engine.h"
+#include "tests/storage/test_storage.h"
 #include "tests/support/scratch_directory.h"
 
 namespace index_server {
@@ -65,9 +66,10 @@ protected:
     /// Leaves what a killed server leaves: a file of that name in the spool.
     void leave_file(const std::string& name, const std::string& content);
     /// The engine of a server that does not run.
-    std::unique_ptr<engine> stored() const { return open_sqlite_engine(settings_.data_dir); }
+    std::unique_ptr<engine> stored() const { return storage_.open(); }
 
     const scratch_directory scratch_;
+    const test_storage storage_{scratch_ / "data"};
     engine_knobs store_;
     server_settings settings_;
     std::unique_ptr<index_server> server_;
