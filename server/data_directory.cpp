@@ -42,6 +42,10 @@ descriptor take_lock(const std::string& directory) {
     return lock;
 }
 
+bool is_token(const std::string& text) {
+    return text.size() >= shortest_token && text.find_first_of("\r\n \t") == std::string::npos;
+}
+
 std::string make_token_file(const std::string& directory, const std::string& path) {
     // Written beside and renamed, so that a crash never leaves half a token under the final name.
     std::string token = random_hex(token_bytes);
@@ -58,6 +62,14 @@ std::string make_token_file(const std::string& directory, const std::string& pat
 
 }  // namespace
 
+std::string read_token_file(const std::string& path) {
+    std::string token = read_start(open_file(path, O_RDONLY), longest_token);
+    if (!is_token(token)) {
+        throw std::runtime_error("the token file " + path + " does not hold a text of 32 to 256 bytes without blanks");
+    }
+    return token;
+}
+
 data_directory::data_directory(const std::string& path) : path_(path), spool_(path + "/spool") {
     make_directory(path_);
     lock_ = take_lock(path_);
@@ -71,7 +83,7 @@ std::string data_directory::admin_token() const {
     // A copy made by hand may have been left open to others.
     if (::fchmod(file.get(), 0600) != 0) throw_errno("cannot restrict", path);
     std::string token = read_start(file, longest_token);
-    if (token.size() < shortest_token || token.find_first_of("\r\n \t") != std::string::npos) {
+    if (!is_token(token)) {
         throw std::runtime_error("the admin token file " + path + " holds no token; remove it to have a new one made");
     }
     return token;

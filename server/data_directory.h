@@ -7,6 +7,10 @@
 
 namespace index_server {
 
+/// The token in a file that somebody else made. Throws std::runtime_error, also when the file holds something that is
+/// no token.
+std::string read_token_file(const std::string& path);
+
 /// Holds the directory's lock while it lives.
 class data_directory {
 public:

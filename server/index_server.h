@@ -19,6 +19,7 @@ struct server_settings {
     bool allow_plain_off_loopback = false;     ///< without it other machines are let in by TLS alone
     std::string tls_certificate;               ///< PEM file; with it the server speaks TLS and nothing else
     std::string tls_key;                       ///< PEM file without passphrase
+    std::string metrics_token_file;            ///< holds a token that opens /metrics and nothing else; empty: none
 
     std::uint64_t max_collect_bytes = std::uint64_t{4} << 30;
     std::size_t max_search_bytes = std::size_t{1} << 20;
@@ -62,8 +63,9 @@ public:
     /// On return requests are answered. Throws std::runtime_error with one plain sentence; nothing runs then.
     void start();
 
-    /// Stops accepting, lets what is under way come to its end, and joins all threads. A collect file that is being
-    /// applied is finished; queued ones stay spooled for the next start. Without effect when nothing runs.
+    /// Refuses what is new, lets what is under way come to its end, and joins all threads. A collect file that is being
+    /// applied is finished, however long that takes; queued ones stay spooled for the next start. Without effect when
+    /// nothing runs.
     void stop();
 
     /// Reads certificate and key again, for the connections to come. When they are no good the former ones stay in use,

@@ -37,6 +37,7 @@ server_settings read_server_settings(const hostkit::settings& from) {
     read_number(from, "port", 0, UINT16_MAX, to.port);
     to.tls_certificate = from.get(section, "tls_certificate", "");
     to.tls_key = from.get(section, "tls_key", "");
+    to.metrics_token_file = from.get(section, "metrics_token_file", "");
     read_number(from, "max_collect_bytes", kib, kib * gib, to.max_collect_bytes);
     read_number(from, "max_search_bytes", kib, gib, to.max_search_bytes);
     read_number(from, "max_management_bytes", kib, gib, to.max_management_bytes);

@@ -31,13 +31,15 @@ too_many_tokens::too_many_tokens()
     : std::runtime_error(std::to_string(most_tokens_of_share) +
                          " tokens grant the share already; withdraw them with iif admin share token --revoke") {}
 
-token_store::token_store(engine& storage, const std::string& admin_token) : storage_(storage) {
+token_store::token_store(engine& storage, const std::string& admin_token, const std::string& metrics_token)
+    : storage_(storage) {
     for (const token_grant& stored : storage.tokens()) {
         grant& known = grants_[stored.hash];
         known.is_admin = known.is_admin || stored.subclient_id == 0;
         known.subclient_ids.push_back(stored.subclient_id);
     }
-    grants_[hash_of(admin_token)] = grant{true, {}};
+    if (!metrics_token.empty()) grants_[hash_of(metrics_token)].reads_metrics = true;
+    grants_[hash_of(admin_token)] = grant{true, true, {}};
 }
 
 std::string token_store::issue(std::int64_t subclient_id) {
@@ -88,7 +90,7 @@ std::string token_store::add(std::int64_t subclient_id) {
     const std::string hash = hash_of(token);
     storage_.add_token({hash, subclient_id});
     const std::unique_lock lock(mutex_);
-    grants_[hash] = grant{false, {subclient_id}};
+    grants_[hash] = grant{false, false, {subclient_id}};
     return token;
 }
 
@@ -97,7 +99,7 @@ void token_store::withdraw(const std::string& hash, std::int64_t subclient_id) {
     const std::unique_lock lock(mutex_);
     const auto known = grants_.find(hash);
     std::erase(known->second.subclient_ids, subclient_id);
-    if (known->second.subclient_ids.empty()) grants_.erase(known);
+    if (known->second.subclient_ids.empty() && !known->second.reads_metrics) grants_.erase(known);
 }
 
 std::optional<grant> token_store::check(const std::string& token) const {

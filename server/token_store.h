@@ -18,6 +18,7 @@ namespace index_server {
 /// What a token grants: the shares of one process, or everything.
 struct grant {
     bool is_admin = false;
+    bool reads_metrics = false;  ///< and, beside what else it grants, nothing more
     std::vector<std::int64_t> subclient_ids;
     bool covers(std::int64_t subclient) const {
         return is_admin || std::find(subclient_ids.begin(), subclient_ids.end(), subclient) != subclient_ids.end();
@@ -37,8 +38,8 @@ public:
 /// changed nothing then.
 class token_store {
 public:
-    /// Loads the stored tokens; `admin_token` counts beside them.
-    token_store(engine& storage, const std::string& admin_token);
+    /// Loads the stored tokens; `admin_token` counts beside them, and `metrics_token` unless it is empty.
+    token_store(engine& storage, const std::string& admin_token, const std::string& metrics_token = {});
 
     /// Makes a token for a share. It is durable on return and told this once. Throws too_many_tokens.
     std::string issue(std::int64_t subclient_id);

@@ -67,6 +67,19 @@ TEST_F(metrics_test, requests_files_and_connections_are_counted) {
     EXPECT_EQ(told["index_server_spool_bytes"], 0);
 }
 
+TEST_F(metrics_test, monitoring_may_have_a_token_that_opens_nothing_else) {
+    const std::string token(40, 'm');
+    settings_.metrics_token_file = scratch_ / "metrics_token";
+    EXPECT_THROW(restart(), std::runtime_error) << "a file that is not there";
+    scratch_.put("metrics_token", token + "\n");
+    restart();
+    EXPECT_EQ(get("/metrics", token).status, 200);
+    EXPECT_EQ(get("/api/shares", token).status, 403);
+    share_access posing = docs_;
+    posing.token = token;
+    EXPECT_EQ(submit(posing, "x").status, 403);
+}
+
 TEST_F(metrics_test, histograms_rise_to_their_count) {
     for (int i = 0; i < 5; ++i)
         get("/healthz", "");
