@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The checks that everybody runs alike.
-# usage: scripts/check.sh format|lint|docs|asan|tsan|clang|all
+# usage: scripts/check.sh format|lint|docs|asan|tsan|clang|fuzz [SECONDS]|all
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -40,20 +40,41 @@ check_clang() {
     scripts/build.sh clang
 }
 
+# Looks for inputs that break a reader, so many seconds for each. What is found is left in build/fuzz as crash-*, to be
+# mended and then put into the corpus.
+check_fuzz() {
+    local seconds=${1:-60} target name targets=()
+    scripts/install-packages.sh clang libclang-rt-dev
+    for target in tests/fuzz/*_target.cpp; do
+        name=$(basename "$target" _target.cpp)
+        targets+=("$name")
+    done
+    scripts/build.sh fuzz "${targets[@]/#/fuzz_}"
+    cd build/fuzz
+    for name in "${targets[@]}"; do
+        mkdir -p "found/$name"
+        echo "== $name"
+        UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "tests/fuzz/fuzz_$name" \
+            -max_total_time="$seconds" -max_len=8192 -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+            "found/$name" "../../tests/fuzz/corpus/$name"
+    done
+}
+
 case ${1:-} in
     format) check_format ;;
     lint) check_lint ;;
     docs) check_docs ;;
     asan | tsan) check_sanitized "$1" ;;
     clang) check_clang ;;
+    fuzz) check_fuzz "${2:-}" ;;
     all)
-        for check in format lint docs clang asan tsan; do
+        for check in format lint docs clang asan tsan fuzz; do
             echo "== $check"
             "$0" "$check"
         done
         ;;
     *)
-        echo "usage: scripts/check.sh format|lint|docs|asan|tsan|clang|all" >&2
+        echo "usage: scripts/check.sh format|lint|docs|asan|tsan|clang|fuzz [SECONDS]|all" >&2
         exit 2
         ;;
 esac
