@@ -2,7 +2,7 @@
 // batch, its "per_op" the mean of one operation, and "p99" and "p99.9" come from one more batch that is timed
 // operation by operation.
 //
-// usage: bench [--tmpfs DIR] [--disk DIR] [--batches N,N...] [options of Google Benchmark]
+// usage: bench [--tmpfs DIR] [--disk DIR] [--batches N,N...] [--files N,N...] [options of Google Benchmark]
 #include <benchmark/benchmark.h>
 #include <sys/utsname.h>
 
@@ -19,6 +19,7 @@
 
 #include "bench/bench_host.h"
 #include "bench/bounds.h"
+#include "bench/ingest.h"
 #include "bench/library_subjects.h"
 #include "bench/peers.h"
 
@@ -34,6 +35,7 @@ struct options {
     std::string tmpfs = "/dev/shm";
     std::string disk = ".";
     std::vector<std::size_t> batches{1000, 4096, 200000};
+    std::vector<std::size_t> files{20000, 1000000};
 };
 
 double seconds_since(steady_clock::time_point begin) {
@@ -116,8 +118,8 @@ maker of_store(subject_ptr (*workload)(bench::open_store, const std::string&, st
 }
 
 void register_workload(const std::string& name, int threads, const std::string& place_name, const std::string& place,
-                       const options& chosen, const std::vector<contestant>& contestants) {
-    for (const std::size_t batch : chosen.batches) {
+                       const std::vector<std::size_t>& batches, const std::vector<contestant>& contestants) {
+    for (const std::size_t batch : batches) {
         for (const contestant& one : contestants) {
             const std::string full =
                 name + "/" + std::to_string(threads) + "/" + place_name + "/" + std::to_string(batch) + "/" + one.name;
@@ -137,30 +139,33 @@ void register_all(const options& chosen) {
                                       {"leveldb", of_store(peer_put, open_leveldb)},
                                       {"rocksdb", of_store(peer_put, open_rocksdb)},
                                       {"sqlite", of_store(peer_put, open_sqlite)}};
-    register_workload("add", 1, "tmpfs", chosen.tmpfs, chosen, add);
-    register_workload("add", 1, "disk", chosen.disk, chosen, add);
-    register_workload("add", 2, "tmpfs", chosen.tmpfs, chosen, {add[0], add[1], add[2], add[3]});
-    register_workload("update_merge", 1, "tmpfs", chosen.tmpfs, chosen,
+    register_workload("add", 1, "tmpfs", chosen.tmpfs, chosen.batches, add);
+    register_workload("add", 1, "disk", chosen.disk, chosen.batches, add);
+    register_workload("add", 2, "tmpfs", chosen.tmpfs, chosen.batches, {add[0], add[1], add[2], add[3]});
+    register_workload("update_merge", 1, "tmpfs", chosen.tmpfs, chosen.batches,
                       {{"index_iface", library_update_merge},
                        {"bare_write", bare_journal_writes},
                        {"leveldb", of_store(peer_replace, open_leveldb)},
                        {"rocksdb", of_store(peer_replace, open_rocksdb)},
                        {"sqlite", of_store(peer_replace, open_sqlite)}});
-    register_workload("rename", 1, "tmpfs", chosen.tmpfs, chosen,
+    register_workload("rename", 1, "tmpfs", chosen.tmpfs, chosen.batches,
                       {{"index_iface", library_rename}, {"bare_write", bare_journal_writes}});
-    register_workload("find_cached_guid", 1, "tmpfs", chosen.tmpfs, chosen,
+    register_workload("find_cached_guid", 1, "tmpfs", chosen.tmpfs, chosen.batches,
                       {{"index_iface", library_find_guid},
                        {"leveldb", of_store(peer_get, open_leveldb)},
                        {"rocksdb", of_store(peer_get, open_rocksdb)},
                        {"sqlite", of_store(peer_get, open_sqlite)}});
-    register_workload("find_cached_path", 1, "tmpfs", chosen.tmpfs, chosen, {{"index_iface", library_find_path}});
-    register_workload("replay", 1, "tmpfs", chosen.tmpfs, chosen,
+    register_workload("find_cached_path", 1, "tmpfs", chosen.tmpfs, chosen.batches,
+                      {{"index_iface", library_find_path}});
+    register_workload("replay", 1, "tmpfs", chosen.tmpfs, chosen.batches,
                       {{"index_iface", library_replay},
                        {"bare_parse", bare_parse},
                        {"leveldb", of_store(peer_recover, open_leveldb)},
                        {"rocksdb", of_store(peer_recover, open_rocksdb)}});
-    register_workload("collect", 1, "tmpfs", chosen.tmpfs, chosen,
+    register_workload("collect", 1, "tmpfs", chosen.tmpfs, chosen.batches,
                       {{"index_iface", library_collect}, {"bare_write", bare_collect_writes}});
+    register_workload("ingest_sqlite", 1, "disk", chosen.disk, chosen.files,
+                      {{"index_iface", sqlite_ingest}, {"bare_insert", bare_sqlite_insert}});
 }
 
 std::string processor() {
@@ -204,6 +209,7 @@ int main(int count, char** arguments) {
     app.add_option("--tmpfs", chosen.tmpfs, "A directory in memory")->capture_default_str();
     app.add_option("--disk", chosen.disk, "A directory on a disk")->capture_default_str();
     app.add_option("--batches", chosen.batches, "Changes in one batch")->delimiter(',')->capture_default_str();
+    app.add_option("--files", chosen.files, "Lines of one collect file")->delimiter(',')->capture_default_str();
     CLI11_PARSE(app, count, arguments);
     try {
         bench::prepare_host();
