@@ -87,12 +87,26 @@ std::string shown(std::string_view tag) {
     return "[" + text + "]";
 }
 
+/// The bytes of a tag in one number, which compares faster than a text; 0 for what is too long to be a tag.
+constexpr std::uint64_t packed(std::string_view tag) {
+    if (tag.size() > sizeof(std::uint64_t)) return 0;
+    std::uint64_t number = 0;
+    for (const char c : tag)
+        number = number << 8 | static_cast<unsigned char>(c);
+    return number;
+}
+
+constexpr auto packed_tags = [] {
+    std::array<std::uint64_t, field_rules.size()> tags{};
+    for (std::size_t i = 0; i < tags.size(); ++i)
+        tags[i] = packed(field_rules[i].tag);
+    return tags;
+}();
+
 /// The place of the tag in the table; the table's size for an unknown one.
 std::size_t rule_index(std::string_view tag) {
-    std::size_t index = 0;
-    while (index < field_rules.size() && field_rules[index].tag != tag)
-        ++index;
-    return index;
+    const auto found = std::find(packed_tags.begin(), packed_tags.end(), packed(tag));
+    return static_cast<std::size_t>(found - packed_tags.begin());
 }
 
 std::string read_number(const field_rule& rule, std::string_view value, collect_line& line) {

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <memory_resource>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -87,12 +88,16 @@ class row_history {
 public:
     using moment = std::pair<std::int64_t, std::int64_t>;
 
+    /// The memory outlives this.
+    explicit row_history(std::pmr::memory_resource* memory = std::pmr::get_default_resource())
+        : by_guid_(memory), by_time_(memory) {}
+
     static moment moment_of(const Row& row) { return {row.vtime, row.arrival}; }
 
     bool empty() const { return by_time_.empty(); }
     std::size_t size() const { return by_time_.size(); }
     /// Oldest first.
-    const std::map<moment, Row*>& by_time() const { return by_time_; }
+    const std::pmr::map<moment, Row*>& by_time() const { return by_time_; }
 
     Row* find(std::string_view version_guid) {
         const auto found = by_guid_.find(version_guid);
@@ -132,12 +137,12 @@ public:
     }
 
 private:
-    Row* last_before(typename std::map<moment, Row*>::const_iterator after) const {
+    Row* last_before(typename std::pmr::map<moment, Row*>::const_iterator after) const {
         return after == by_time_.begin() ? nullptr : std::prev(after)->second;
     }
 
-    std::map<std::string_view, Row> by_guid_;
-    std::map<moment, Row*> by_time_;
+    std::pmr::map<std::string_view, Row> by_guid_;
+    std::pmr::map<moment, Row*> by_time_;
 };
 
 /// Sets the row's deletion time.

@@ -20,6 +20,9 @@ public:
 
     void clear() { memory_.release(); }
 
+    /// For containers that go before the arena does.
+    std::pmr::memory_resource* memory() { return &memory_; }
+
 private:
     static constexpr std::size_t first_block_bytes = 64 * 1024;
     std::pmr::monotonic_buffer_resource memory_{first_block_bytes};

@@ -27,6 +27,25 @@ std::int64_t earliest_time(const collect_line& line, std::int64_t arrival) {
     return timed ? std::min(vtime, last_ns_of(*line.dtime)) : vtime;
 }
 
+/// The objects in the order of their GUIDs, as a storage has them: a large index is then read once from end to end, and
+/// not all over. By the first bytes alone, which is near enough.
+std::vector<object_history*> in_guid_order(std::deque<object_history>& objects) {
+    std::vector<std::pair<std::uint64_t, object_history*>> keyed;
+    keyed.reserve(objects.size());
+    for (object_history& one : objects) {
+        std::uint64_t key = 0;
+        for (std::size_t i = 0; i < sizeof key; ++i)
+            key = key << 8 | (i < one.guid.size() ? static_cast<unsigned char>(one.guid[i]) : 0u);
+        keyed.emplace_back(key, &one);
+    }
+    std::sort(keyed.begin(), keyed.end());
+    std::vector<object_history*> ordered;
+    ordered.reserve(keyed.size());
+    for (const auto& [key, one] : keyed)
+        ordered.push_back(one);
+    return ordered;
+}
+
 /// Whether there may be more versions than those loaded at first.
 template <class History>
 bool may_have_more(const History& history) {
@@ -86,7 +105,7 @@ private:
 
 working_set::working_set(row_store& store, std::string_view root_guid, const std::deque<numbered_line>& lines,
                          std::int64_t before)
-    : store_(store), root_guid_(root_guid), lines_(lines), before_(before) {}
+    : store_(store), root_guid_(root_guid), lines_(lines), before_(before), object_of_guid_(memory_.memory()) {}
 
 void working_set::apply() {
     plan();
@@ -128,9 +147,9 @@ void working_set::plan() {
 object_history& working_set::object(std::string_view guid) {
     const auto [place, is_new] = object_of_guid_.try_emplace(guid);
     if (is_new) {
-        place->second = &objects_.emplace_back();
-        place->second->guid = guid;
-        place->second->is_root = guid == root_guid_;
+        objects_.push_back(
+            {.guid = guid, .is_root = guid == root_guid_, .versions = row_history<version_row>(memory_.memory())});
+        place->second = &objects_.back();
     }
     return *place->second;
 }
@@ -138,22 +157,19 @@ object_history& working_set::object(std::string_view guid) {
 extent_history& working_set::extent(object_history& file, std::int64_t number) {
     const auto [place, is_new] = extent_of_number_.try_emplace({&file, number});
     if (is_new) {
-        place->second = &extents_.emplace_back();
-        place->second->number = number;
+        extents_.push_back({.number = number, .versions = row_history<extent_row>(memory_.memory())});
+        place->second = &extents_.back();
     }
     return *place->second;
 }
 
 void working_set::load_objects() {
-    std::vector<object_history*> all;
-    for (object_history& one : objects_)
-        all.push_back(&one);
-    store_.load_objects(all);
-    const auto count = std::count_if(all.begin(), all.end(), [](const object_history* one) { return one->is_new; });
+    store_.load_objects(in_guid_order(objects_));
+    const auto count = std::count_if(objects_.begin(), objects_.end(), [](const auto& one) { return one.is_new; });
     if (count == 0) return;
     std::int64_t next = store_.reserve_ids(row_store::id_kind::object, static_cast<std::size_t>(count));
-    for (object_history* one : all) {
-        if (one->is_new) one->id = next++;
+    for (object_history& one : objects_) {
+        if (one.is_new) one.id = next++;
     }
 }
 
@@ -161,7 +177,7 @@ void working_set::load_versions() {
     std::vector<object_history*> stored;
     std::copy_if(changing_.begin(), changing_.end(), std::back_inserter(stored),
                  [](const object_history* one) { return one->newest_id != 0; });
-    store_.load_versions(stored, newest_loaded, texts_);
+    store_.load_versions(stored, newest_loaded, memory_);
 
     std::unordered_set<object_history*> with_past;
     std::vector<named_version<object_history>> named;
@@ -177,8 +193,8 @@ void working_set::load_versions() {
         else if (!version.empty() && one.object->versions.find(version) == nullptr)
             named.push_back({one.object, version});
     }
-    store_.load_versions(std::vector(with_past.begin(), with_past.end()), all_versions, texts_);
-    store_.load_versions(named, texts_);
+    store_.load_versions(std::vector(with_past.begin(), with_past.end()), all_versions, memory_);
+    store_.load_versions(named, memory_);
 }
 
 void working_set::load_extents() {
@@ -188,7 +204,7 @@ void working_set::load_extents() {
     for (const auto& [key, extent] : extent_of_number_) {
         if (!key.first->is_new) stored.push_back(extent);
     }
-    store_.load_extents(stored, newest_loaded, texts_);
+    store_.load_extents(stored, newest_loaded, memory_);
 
     std::vector<named_version<extent_history>> named;
     for (const task& one : tasks_) {
@@ -196,12 +212,12 @@ void working_set::load_extents() {
         const std::string_view version = one.line->fields.version_guid;
         if (!version.empty() && one.extent->versions.find(version) == nullptr) named.push_back({one.extent, version});
     }
-    store_.load_extents(named, texts_);
+    store_.load_extents(named, memory_);
 }
 
 line_place working_set::place_of(const task& one) {
     const std::string_view name = one.line->fields.name;
-    return {one.parent != nullptr ? one.parent->id : 0, name, texts_.keep(folded_name(name))};
+    return {one.parent != nullptr ? one.parent->id : 0, name, memory_.keep(folded_name(name))};
 }
 
 void working_set::write() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory_resource>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -46,13 +47,13 @@ private:
     const std::string_view root_guid_;
     const std::deque<numbered_line>& lines_;
     const std::int64_t before_;
-    text_arena texts_;
+    text_arena memory_;
     std::vector<task> tasks_;
     // All are in the order in which the lines name them first.
     std::deque<object_history> objects_;
     std::vector<object_history*> changing_;  ///< those that lines are about
     std::deque<extent_history> extents_;
-    std::unordered_map<std::string_view, object_history*> object_of_guid_;
+    std::pmr::unordered_map<std::string_view, object_history*> object_of_guid_;
     std::map<std::pair<object_history*, std::int64_t>, extent_history*> extent_of_number_;
 };
 
