@@ -70,7 +70,7 @@ void apply_line(extent_history& extent, const collect_line& line, std::int64_t a
     extent_row* row = line.version_guid.empty() ? extent.versions.newest() : extent.versions.find(line.version_guid);
     if (row == nullptr) {
         row = &insert(extent, line, arrival);
-    } else if (line.op != collect_op::remove) {
+    } else if (line.op != collect_op::remove || row == extent.newest_stored) {
         extent.versions.arrive(*row, arrival);
     }
     each_value([&](auto to, auto from) { lay_over(row->*to, line.*from, row->changes, changed_values); });

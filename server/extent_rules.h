@@ -1,5 +1,6 @@
 // What the lines of a collect file do to the extents of files. A version of an extent is known by its file, its number
-// and its version GUID; a deletion ends the version that it names, otherwise the rules are those of object_rules.h.
+// and its version GUID; a deletion ends the version that it names, which must not come before newer ones by that; otherwise
+// the rules are those of object_rules.h.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@ struct extent_history {
     std::int64_t file = 0;  ///< id of an object; 0 while it has none
     std::int64_t number = 0;
     row_history<extent_row> versions;
+    const extent_row* newest_stored = nullptr;
 };
 
 /// The number of the extent that a line tells of.

@@ -125,6 +125,7 @@ void apply_deletion(object_history& object, const collect_line& line, const line
     if (names_version) {
         if (version_row* known = named_version(object, line)) {
             lay_line_over(*known, line, place);
+            object.versions.arrive(*known, arrival);
         } else {
             // Nothing of the object is younger than its deletion.
             insert(object, line, place, std::min(version_time(line, arrival), last_ns), arrival, 0);

@@ -2,8 +2,8 @@
 //
 // A1  A version that is known gets the line's fields laid over it and keeps its version time; an unknown one is a new
 //     row, whatever the operation.
-// A2  The newest version of an object is the greatest by (version time, arrival). A version that comes again by an
-//     addition or an update takes its latest arrival.
+// A2  The newest version of an object is the greatest by (version time, arrival). A version that comes again takes its
+//     latest arrival, by a deletion that names it too: the lines of a file that comes again must not overtake it.
 // A3  A deletion ends the newest version whose second is not after the deletion time, and nothing that came later.
 //     Without a deletion time it ends the newest version now, and leaves an earlier end in place.
 // A4  An addition brings its version back to life unless it carries a deletion time itself.

@@ -205,6 +205,8 @@ void working_set::load_extents() {
         if (!key.first->is_new) stored.push_back(extent);
     }
     store_.load_extents(stored, newest_loaded, memory_);
+    for (extent_history* one : stored)
+        one->newest_stored = one->versions.newest();
 
     std::vector<named_version<extent_history>> named;
     for (const task& one : tasks_) {

@@ -133,6 +133,9 @@ TEST_F(engine_apply, a_file_applied_again_alone_or_after_others_changes_nothing)
         // Made anew within the second of its deletion, and moved.
         {line("ADD", "o", "v3", at(20), "a"), "<UPD>|<VGID>v2|<BAP>d|<CTIME>21|<EPG>o|<LFN>d",
          "<DEL>|<VGID>x2|<BAP>e|<EPG>o|<DTIM>0|<IEXT>1|<EXTN>3|<LFN>a"},
+        // Two versions of one second, of which the newer is known from its deletion alone.
+        {line("UPD", "q", "v1", "|<CTIME>30", "q"), line("DEL", "q", "v2", "|<CTIME>30|<DTIM>31", "q2"),
+         "<UPD>|<UKEY>y1|<BAP>o|<CTIME>30|<IEXT>1|<EXTN>4", "<DEL>|<VGID>y2|<BAP>o|<CTIME>30|<DTIM>31|<IEXT>1|<EXTN>4"},
     };
     for (const auto& file : files) {
         ASSERT_TRUE(apply(docs, file).applied);

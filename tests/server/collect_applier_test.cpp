@@ -1,0 +1,97 @@
+// What the way in which rows are loaded must not change: files that are worked off in parts, objects with a long past.
+#include "server/collect_applier.h"
+
+#include "server/sql_row_store.h"
+#include "server/sqlite_driver.h"
+#include "tests/server/engine_fixture.h"
+
+namespace index_server {
+
+namespace {
+
+class collect_applier_test : public engine_fixture {
+protected:
+    apply_outcome apply_in_parts(const std::string& bytes, std::uint64_t part_bytes) {
+        scratch.put("parts.zyf", bytes);
+        const auto connection = open_sqlite(directory + "/index.db", sql_access::write);
+        sql_row_store store(*connection);
+        sql_transaction transaction(*connection, sql_access::write);
+        const std::int64_t now = 1800000000LL * 1000000000;
+        const apply_outcome outcome = apply_collect_file(store, docs, scratch / "parts.zyf", now, part_bytes);
+        if (outcome.applied) transaction.commit();
+        return outcome;
+    }
+    std::string line(const std::string& op, int object, const std::string& version, long long second,
+                     const std::string& more = {}) const {
+        return "<" + op + ">|<VGID>" + version + "|<BAP>o" + std::to_string(object) + "|<CTIME>" +
+               std::to_string(second) + more;
+    }
+    std::string place(int name) const { return "|<EPG>" + docs.root_guid + "|<LFN>n" + std::to_string(name); }
+    static std::string bytes_of(const std::vector<std::string>& lines) {
+        std::string bytes;
+        for (const std::string& one : lines)
+            bytes += "*??|" + one + "|\n";
+        return bytes;
+    }
+};
+
+TEST_F(collect_applier_test, a_file_in_parts_does_what_it_does_whole) {
+    std::vector<std::string> lines;
+    for (int i = 0; i < 40; ++i) {
+        lines.push_back(line("UPD", i, "v2", 20, "|<FS>2"));
+        lines.push_back("<UPD>|<UKEY>x" + std::to_string(i % 3) + "|<BAP>e|<EPG>o" + std::to_string(i) +
+                        "|<IEXT>1|<EXTN>" + std::to_string(i % 2));
+    }
+    for (int i = 0; i < 40; ++i)
+        lines.push_back(line("ADD", i, "v1", 10, "|<MODE>33188" + place(i)));
+    const std::string bytes = bytes_of(lines);
+    const apply_outcome outcome = apply_in_parts(bytes, 1000);
+    EXPECT_TRUE(outcome.applied);
+    EXPECT_EQ(outcome.lines, lines.size());
+    const std::string in_parts = rows();
+    EXPECT_EQ(find("/n7"), "v2");
+    EXPECT_EQ(ask(false, "/n7")[0].mode, 33188);
+    ASSERT_TRUE(apply_in_parts(bytes, 1 << 20).applied);
+    EXPECT_EQ(rows(), in_parts);
+
+    lines[70] = "<ADD>|<BAP>o|<NEW>";
+    lines[75] = "<ADD>";
+    const apply_outcome refused = apply_in_parts(bytes_of(lines), 1000);
+    EXPECT_FALSE(refused.applied);
+    EXPECT_EQ(refused.error, "line 71: unknown tag [NEW]");
+}
+
+TEST_F(collect_applier_test, an_object_with_a_long_past_is_changed_where_a_line_says) {
+    const auto version = [](int i) { return "v" + std::to_string(i); };
+    for (int i = 1; i <= 100; ++i)
+        apply({line("ADD", 1, version(i), i * 10, "|<VTIM>" + std::to_string(i * 10'000'000'000) + place(i % 2))});
+    // Of a version that is not among the newest: known by its name.
+    apply({"<UPD>|<VGID>v5|<BAP>o1|<FS>7"});
+    EXPECT_EQ(ask(false, "/n1", {.at = 55})[0].size, 7);
+    EXPECT_EQ(find("/n0"), "v100");
+    // A new version between old ones takes over from the one before it.
+    apply({line("UPD", 1, "between", 55, "|<FS>8")});
+    EXPECT_EQ(find("/n1", {.at = 55}), "between");
+    EXPECT_EQ(find("/n0", {.at = 60}), "v6");
+    // A deletion in the past ends what was newest then, and what came later goes on.
+    apply({"<DEL>|<BAP>o1|<DTIM>203"});
+    EXPECT_EQ(find("/n0", {.at = 202}), "v20");
+    EXPECT_EQ(find("/n0", {.at = 204}), "");
+    EXPECT_EQ(find("/n1", {.at = 210}), "v21");
+
+    const auto extent = [](int i, const std::string& more) {
+        return "<UPD>|<UKEY>x" + std::to_string(i) + "|<BAP>e|<EPG>o1|<CTIME>" + std::to_string(i) +
+               "|<IEXT>1|<EXTN>0" + more;
+    };
+    for (int i = 1; i <= 100; ++i)
+        apply({extent(i, "|<FS>" + std::to_string(i))});
+    apply({extent(3, "|<FS>77")});
+    const std::vector<found_item> now = ask(ask_for::extents, "o1");
+    ASSERT_EQ(now.size(), 1u);
+    EXPECT_EQ(now[0].version, "x100");
+    EXPECT_EQ(ask(ask_for::extents, "o1", {.at = 3})[0].size, 77);
+}
+
+}  // namespace
+
+}  // namespace index_server
