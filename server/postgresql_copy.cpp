@@ -53,6 +53,12 @@ postgresql_copy& postgresql_copy::add(std::int64_t value) {
     return *this;
 }
 
+postgresql_copy& postgresql_copy::add_small(std::int64_t value) {
+    put(sizeof(std::int32_t), 4);
+    put(static_cast<std::uint64_t>(value), 4);
+    return *this;
+}
+
 postgresql_copy& postgresql_copy::add(std::string_view text) {
     put(text.size(), 4);
     pending_ += text;

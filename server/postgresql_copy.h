@@ -15,7 +15,7 @@ namespace index_server {
 /// as those of statements are.
 class postgresql_copy {
 public:
-    /// `sql` is of the form "COPY table(columns) FROM STDIN (FORMAT binary)". Columns of numbers are BIGINT.
+    /// `sql` is of the form "COPY table(columns) FROM STDIN (FORMAT binary)".
     postgresql_copy(sql_connection& connection, const char* sql);
     /// Gives the copy up, unless it was finished.
     ~postgresql_copy();
@@ -25,6 +25,11 @@ public:
     postgresql_copy& row(int columns);
     postgresql_copy& add(std::int64_t value);
     postgresql_copy& add(const std::optional<std::int64_t>& value) { return value ? add(*value) : add_null(); }
+    /// For a column of type INTEGER; the others are for BIGINT.
+    postgresql_copy& add_small(std::int64_t value);
+    postgresql_copy& add_small(const std::optional<std::int64_t>& value) {
+        return value ? add_small(*value) : add_null();
+    }
     postgresql_copy& add(std::string_view text);
     postgresql_copy& add_text_if_any(std::string_view text) { return text.empty() ? add_null() : add(text); }
     postgresql_copy& add_null();

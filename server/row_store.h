@@ -4,12 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "server/extent_rules.h"
 #include "server/object_rules.h"
+#include "server/sql.h"
 #include "server/text_arena.h"
 
 namespace index_server {
@@ -76,5 +78,8 @@ public:
     virtual void write(const changed_rows<object_history, version_row>& versions) = 0;
     virtual void write(const changed_rows<extent_history, extent_row>& extents) = 0;
 };
+
+/// The store of the connection's kind, prepared on it; it must not outlive the connection.
+std::unique_ptr<row_store> make_row_store(sql_connection& connection);
 
 }  // namespace index_server

@@ -7,11 +7,11 @@
 #include "server/engine.h"
 #include "server/postgresql_connection.h"
 #include "server/result_builder.h"
+#include "server/row_store.h"
 #include "server/schema.h"
 #include "server/search_query.h"
 #include "server/searcher.h"
 #include "server/sql_records.h"
-#include "server/sql_row_store.h"
 #include "server/sqlite_driver.h"
 #include "server/walk_memory.h"
 
@@ -40,10 +40,10 @@ struct reader {
 
 /// A connection for writing, with what is prepared on it.
 struct writer {
-    explicit writer(const opener& open) : connection(open(sql_access::write)), rows(*connection) {}
+    explicit writer(const opener& open) : connection(open(sql_access::write)), rows(make_row_store(*connection)) {}
 
     std::unique_ptr<sql_connection> connection;
-    sql_row_store rows;
+    std::unique_ptr<row_store> rows;
 };
 
 class sql_engine : public engine {
@@ -94,7 +94,7 @@ public:
         return writing([&](writer& to) {
             if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
             const share made = insert_share(*to.connection, name);
-            make_root(to.rows, made);
+            make_root(*to.rows, made);
             return made;
         });
     }
@@ -149,7 +149,7 @@ private:
 apply_outcome sql_engine::apply_collect_file(const share& target, const std::string& path) {
     return on_connection(writers_, [&](writer& to) {
         sql_transaction transaction(*to.connection, sql_access::write);
-        apply_outcome outcome = index_server::apply_collect_file(to.rows, target, path, now_ns());
+        apply_outcome outcome = index_server::apply_collect_file(*to.rows, target, path, now_ns());
         if (outcome.applied) transaction.commit();
         return outcome;
     });

@@ -150,7 +150,7 @@ std::string history_property::told() const {
 
 TEST_F(history_property, the_index_answers_as_the_namespace_was) {
     const unsigned first = number_from_environment("IIF_PROPERTY_FIRST_SEED", 1);
-    const unsigned count = number_from_environment("IIF_PROPERTY_SEEDS", 50);
+    const unsigned count = number_from_environment("IIF_PROPERTY_SEEDS", test_storage::is_postgresql() ? 10 : 50);
     for (unsigned seed = first; seed < first + count; ++seed) {
         const std::string wrong = live(seed, changes_of_a_life);
         if (wrong.empty()) continue;

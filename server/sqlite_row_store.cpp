@@ -1,15 +1,12 @@
 // The statements. In each of them the first parameter is the share, which stays bound from file to file.
-#include "server/sql_row_store.h"
+#include "server/sqlite_row_store.h"
 
-#include "server/sql_records.h"
+#include "server/row_columns.h"
 
 namespace index_server {
 
 namespace {
 
-#define IIF_VERSION_COLUMNS                                                                                            \
-    "id, version_guid, parent, name, name_key, state, vtime, arrival, dtime, whole, data_type, size, mode, uid, gid, " \
-    "atime, ctime, mtime, extent_type, extent_size, extent_number, link_target, xattr"
 constexpr const char* newest_versions_sql =
     "SELECT " IIF_VERSION_COLUMNS
     " FROM version WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC LIMIT ?3";
@@ -19,7 +16,6 @@ constexpr const char* insert_version_sql =
     "INSERT INTO version(share, " IIF_VERSION_COLUMNS
     ", object) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, "
     "?22, ?23, ?24, ?25)";
-#undef IIF_VERSION_COLUMNS
 constexpr const char* set_version_values_sql =
     "UPDATE version SET size = ?3, mode = ?4, uid = ?5, gid = ?6, atime = ?7, ctime = ?8, mtime = ?9, "
     "extent_type = ?10, extent_size = ?11, extent_number = ?12, link_target = ?13, xattr = ?14 "
@@ -33,8 +29,6 @@ constexpr const char* copy_version_properties_sql =
     "INSERT INTO version_property(share, version, name, value) SELECT share, ?2, name, value FROM version_property "
     "WHERE share = ?1 AND version = ?3 ON CONFLICT(share, version, name) DO NOTHING";
 
-#define IIF_EXTENT_COLUMNS \
-    "id, version_guid, guid, state, vtime, arrival, dtime, data_type, size, extent_type, link_target, xattr"
 constexpr const char* newest_extents_sql =
     "SELECT " IIF_EXTENT_COLUMNS
     " FROM extent WHERE share = ?1 AND file = ?2 AND number = ?3 ORDER BY vtime DESC, arrival DESC LIMIT ?4";
@@ -43,7 +37,6 @@ constexpr const char* named_extent_sql =
 constexpr const char* insert_extent_sql =
     "INSERT INTO extent(share, " IIF_EXTENT_COLUMNS
     ", file, number) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15)";
-#undef IIF_EXTENT_COLUMNS
 constexpr const char* set_extent_values_sql =
     "UPDATE extent SET size = ?3, extent_type = ?4, link_target = ?5, xattr = ?6 WHERE share = ?1 AND id = ?2";
 constexpr const char* set_extent_property_sql =
@@ -52,63 +45,6 @@ constexpr const char* set_extent_property_sql =
 constexpr const char* copy_extent_properties_sql =
     "INSERT INTO extent_property(share, extent, name, value) SELECT share, ?2, name, value FROM extent_property "
     "WHERE share = ?1 AND extent = ?3 ON CONFLICT(share, extent, name) DO NOTHING";
-
-std::int64_t only_number(sql_statement& statement) {
-    const statement_run run(statement);
-    return statement.step() ? statement.integer(0) : 0;
-}
-
-version_row read_version(const sql_statement& row, text_arena& texts) {
-    version_row version;
-    version.is_new = false;
-    version.id = row.integer(0);
-    version.version_guid = texts.keep(row.text(1));
-    version.parent = row.integer(2);
-    version.name = texts.keep(row.text(3));
-    version.name_key = texts.keep(row.text(4));
-    version.state = static_cast<row_state>(row.integer(5));
-    version.vtime = row.integer(6);
-    version.arrival = row.integer(7);
-    version.dtime = row.integer(8);
-    version.whole = row.integer(9) != 0;
-    version.data_type = row.integer_if_any(10);
-    version.size = row.integer_if_any(11);
-    version.mode = row.integer_if_any(12);
-    version.uid = row.integer_if_any(13);
-    version.gid = row.integer_if_any(14);
-    version.atime = row.integer_if_any(15);
-    version.ctime = row.integer_if_any(16);
-    version.mtime = row.integer_if_any(17);
-    version.extent_type = row.integer_if_any(18);
-    version.extent_size = row.integer_if_any(19);
-    version.extent_number = row.integer_if_any(20);
-    version.link_target = texts.keep(row.text(21));
-    version.xattr = texts.keep(row.text(22));
-    return version;
-}
-
-extent_row read_extent(const sql_statement& row, text_arena& texts) {
-    extent_row extent;
-    extent.is_new = false;
-    extent.id = row.integer(0);
-    extent.version_guid = texts.keep(row.text(1));
-    extent.guid = texts.keep(row.text(2));
-    extent.state = static_cast<row_state>(row.integer(3));
-    extent.vtime = row.integer(4);
-    extent.arrival = row.integer(5);
-    extent.dtime = row.integer(6);
-    extent.data_type = row.integer_if_any(7);
-    extent.size = row.integer_if_any(8);
-    extent.extent_type = row.integer_if_any(9);
-    extent.link_target = texts.keep(row.text(10));
-    extent.xattr = texts.keep(row.text(11));
-    return extent;
-}
-
-/// Nothing for a parent that is not told.
-std::optional<std::int64_t> if_told(std::int64_t id) {
-    return id == 0 ? std::nullopt : std::optional(id);
-}
 
 /// Binds the values of a version that stand beside each other everywhere.
 void bind_values(sql_statement& statement, int first, const version_row& row) {
@@ -133,30 +69,25 @@ void set_end(sql_statement& statement, const dated_row& row) {
 
 }  // namespace
 
-sql_row_store::property_statements::property_statements(sql_connection& connection, const char* set_sql,
-                                                        const char* copy_sql)
+sqlite_row_store::property_statements::property_statements(sql_connection& connection, const char* set_sql,
+                                                           const char* copy_sql)
     : set(connection, set_sql), copy(connection, copy_sql) {}
 
-void sql_row_store::property_statements::begin(std::int64_t share) {
+void sqlite_row_store::property_statements::begin(std::int64_t share) {
     set.bind(1, share);
     copy.bind(1, share);
 }
 
-void sql_row_store::property_statements::write(const std::vector<property_change>& properties,
-                                               const std::vector<property_copy>& copies) {
+void sqlite_row_store::property_statements::write(const std::vector<property_change>& properties,
+                                                  const std::vector<property_copy>& copies) {
     for (const property_change& one : properties)
         set.bind(2, one.row).bind(3, one.property.name).bind(4, one.property.value).run();
     for (const property_copy& one : copies)
         set_number(copy, one.row, one.from);
 }
 
-sql_row_store::sql_row_store(sql_connection& connection)
-    : lock_share_(connection,
-                  "UPDATE share SET last_arrival = last_arrival WHERE subclient_id = ?1 RETURNING last_arrival"),
-      write_arrival_(connection, "UPDATE share SET last_arrival = ?2 WHERE subclient_id = ?1"),
-      last_object_(connection, last_id_sql(connection, "object").c_str()),
-      last_version_(connection, last_id_sql(connection, "version").c_str()),
-      last_extent_(connection, last_id_sql(connection, "extent").c_str()),
+sqlite_row_store::sqlite_row_store(sql_connection& connection)
+    : share_row_store(connection),
       find_object_(connection, "SELECT id, newest FROM object WHERE share = ?1 AND guid = ?2"),
       insert_object_(connection, "INSERT INTO object(share, id, guid, newest) VALUES(?1, ?2, ?3, ?4)"),
       set_newest_(connection, "UPDATE object SET newest = ?3 WHERE share = ?1 AND id = ?2"),
@@ -176,37 +107,18 @@ sql_row_store::sql_row_store(sql_connection& connection)
       set_extent_end_(connection, "UPDATE extent SET dtime = ?3, state = ?4 WHERE share = ?1 AND id = ?2"),
       extent_properties_(connection, set_extent_property_sql, copy_extent_properties_sql) {}
 
-std::int64_t sql_row_store::begin(std::int64_t share) {
+std::int64_t sqlite_row_store::begin(std::int64_t share) {
     for (sql_statement* statement :
-         {&lock_share_,     &write_arrival_,      &last_object_,       &last_version_,        &last_extent_,
-          &find_object_,    &insert_object_,      &set_newest_,        &newest_versions_,     &named_version_,
-          &insert_version_, &set_version_values_, &set_version_place_, &set_version_arrival_, &set_version_end_,
-          &newest_extents_, &named_extent_,       &insert_extent_,     &set_extent_values_,   &set_extent_arrival_,
-          &set_extent_end_})
+         {&find_object_, &insert_object_, &set_newest_, &newest_versions_, &named_version_, &insert_version_,
+          &set_version_values_, &set_version_place_, &set_version_arrival_, &set_version_end_, &newest_extents_,
+          &named_extent_, &insert_extent_, &set_extent_values_, &set_extent_arrival_, &set_extent_end_})
         statement->bind(1, share);
     version_properties_.begin(share);
     extent_properties_.begin(share);
-    return only_number(lock_share_);
+    return share_row_store::begin(share);
 }
 
-void sql_row_store::keep_arrival(std::int64_t last) {
-    write_arrival_.bind(2, last).run();
-}
-
-std::int64_t sql_row_store::reserve_ids(id_kind kind, std::size_t) {
-    // Nobody else adds rows that these numbers are for before this transaction ends.
-    switch (kind) {
-        case id_kind::object:
-            return only_number(last_object_) + 1;
-        case id_kind::version:
-            return only_number(last_version_) + 1;
-        case id_kind::extent:
-            break;
-    }
-    return only_number(last_extent_) + 1;
-}
-
-void sql_row_store::load_objects(std::span<object_history* const> objects) {
+void sqlite_row_store::load_objects(std::span<object_history* const> objects) {
     for (object_history* one : objects) {
         const statement_run run(find_object_);
         if (!find_object_.bind(2, one->guid).step()) continue;
@@ -216,43 +128,43 @@ void sql_row_store::load_objects(std::span<object_history* const> objects) {
     }
 }
 
-void sql_row_store::load_versions(std::span<object_history* const> objects, std::size_t most, text_arena& texts) {
+void sqlite_row_store::load_versions(std::span<object_history* const> objects, std::size_t most, text_arena& texts) {
     newest_versions_.bind(3, static_cast<std::int64_t>(most));
     for (object_history* one : objects) {
         const statement_run run(newest_versions_);
         newest_versions_.bind(2, one->id);
         while (newest_versions_.step())
-            one->versions.add(read_version(newest_versions_, texts));
+            one->versions.add(read_version(newest_versions_, 0, texts));
     }
 }
 
-void sql_row_store::load_versions(std::span<const named_version<object_history>> named, text_arena& texts) {
+void sqlite_row_store::load_versions(std::span<const named_version<object_history>> named, text_arena& texts) {
     for (const auto& [of, version_guid] : named) {
         const statement_run run(named_version_);
         if (named_version_.bind(2, of->id).bind(3, version_guid).step())
-            of->versions.add(read_version(named_version_, texts));
+            of->versions.add(read_version(named_version_, 0, texts));
     }
 }
 
-void sql_row_store::load_extents(std::span<extent_history* const> extents, std::size_t most, text_arena& texts) {
+void sqlite_row_store::load_extents(std::span<extent_history* const> extents, std::size_t most, text_arena& texts) {
     newest_extents_.bind(4, static_cast<std::int64_t>(most));
     for (extent_history* one : extents) {
         const statement_run run(newest_extents_);
         newest_extents_.bind(2, one->file).bind(3, one->number);
         while (newest_extents_.step())
-            one->versions.add(read_extent(newest_extents_, texts));
+            one->versions.add(read_extent(newest_extents_, 0, texts));
     }
 }
 
-void sql_row_store::load_extents(std::span<const named_version<extent_history>> named, text_arena& texts) {
+void sqlite_row_store::load_extents(std::span<const named_version<extent_history>> named, text_arena& texts) {
     for (const auto& [of, version_guid] : named) {
         const statement_run run(named_extent_);
         if (named_extent_.bind(2, of->file).bind(3, of->number).bind(4, version_guid).step())
-            of->versions.add(read_extent(named_extent_, texts));
+            of->versions.add(read_extent(named_extent_, 0, texts));
     }
 }
 
-void sql_row_store::write(const changed_objects& objects) {
+void sqlite_row_store::write(const changed_objects& objects) {
     for (const object_history* one : objects.added) {
         const version_row* newest = one->versions.newest();
         insert_object_.bind(2, one->id).bind(3, one->guid).bind(4, if_told(newest != nullptr ? newest->id : 0)).run();
@@ -261,7 +173,7 @@ void sql_row_store::write(const changed_objects& objects) {
         set_number(set_newest_, one->id, one->versions.newest()->id);
 }
 
-void sql_row_store::write(const changed_rows<object_history, version_row>& versions) {
+void sqlite_row_store::write(const changed_rows<object_history, version_row>& versions) {
     for (const auto& [of, row] : versions.added)
         insert(*of, *row);
     for (const auto& [of, row] : versions.changed)
@@ -269,7 +181,7 @@ void sql_row_store::write(const changed_rows<object_history, version_row>& versi
     version_properties_.write(versions.properties, versions.copies);
 }
 
-void sql_row_store::write(const changed_rows<extent_history, extent_row>& extents) {
+void sqlite_row_store::write(const changed_rows<extent_history, extent_row>& extents) {
     for (const auto& [of, row] : extents.added)
         insert(*of, *row);
     for (const auto& [of, row] : extents.changed)
@@ -277,7 +189,7 @@ void sql_row_store::write(const changed_rows<extent_history, extent_row>& extent
     extent_properties_.write(extents.properties, extents.copies);
 }
 
-void sql_row_store::insert(const object_history& object, const version_row& row) {
+void sqlite_row_store::insert(const object_history& object, const version_row& row) {
     sql_statement& to = insert_version_;
     to.bind(2, row.id).bind(3, row.version_guid).bind(4, if_told(row.parent));
     to.bind_text_if_any(5, row.name).bind_text_if_any(6, row.name_key);
@@ -287,7 +199,7 @@ void sql_row_store::insert(const object_history& object, const version_row& row)
     to.bind(25, object.id).run();
 }
 
-void sql_row_store::update(const version_row& row) {
+void sqlite_row_store::update(const version_row& row) {
     if ((row.changes & changed_values) != 0) {
         bind_values(set_version_values_.bind(2, row.id), 3, row);
         set_version_values_.run();
@@ -300,7 +212,7 @@ void sql_row_store::update(const version_row& row) {
     if ((row.changes & changed_end) != 0) set_end(set_version_end_, row);
 }
 
-void sql_row_store::insert(const extent_history& extent, const extent_row& row) {
+void sqlite_row_store::insert(const extent_history& extent, const extent_row& row) {
     sql_statement& to = insert_extent_;
     to.bind(2, row.id).bind(3, row.version_guid).bind(4, row.guid).bind(5, static_cast<std::int64_t>(row.state));
     to.bind(6, row.vtime).bind(7, row.arrival).bind(8, row.dtime).bind(9, row.data_type);
@@ -308,7 +220,7 @@ void sql_row_store::insert(const extent_history& extent, const extent_row& row) 
     to.bind(14, extent.file).bind(15, extent.number).run();
 }
 
-void sql_row_store::update(const extent_row& row) {
+void sqlite_row_store::update(const extent_row& row) {
     if ((row.changes & changed_values) != 0) {
         bind_values(set_extent_values_.bind(2, row.id), 3, row);
         set_extent_values_.run();

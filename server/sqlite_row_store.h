@@ -1,20 +1,17 @@
-// The rows of collect files through prepared statements, one run for each row. For the embedded database nothing is
-// faster, since a statement costs little more than the pages that it touches.
+// The rows of collect files in the embedded database: prepared statements, one run for each row, since a statement
+// costs little more than the pages that it touches.
 #pragma once
 
-#include "server/row_store.h"
-#include "server/sql.h"
+#include "server/share_row_store.h"
 
 namespace index_server {
 
 /// Prepared on one connection, which it must not outlive.
-class sql_row_store : public row_store {
+class sqlite_row_store : public share_row_store {
 public:
-    explicit sql_row_store(sql_connection& connection);
+    explicit sqlite_row_store(sql_connection& connection);
 
     std::int64_t begin(std::int64_t share) override;
-    void keep_arrival(std::int64_t last) override;
-    std::int64_t reserve_ids(id_kind kind, std::size_t count) override;
 
     void load_objects(std::span<object_history* const> objects) override;
     void load_versions(std::span<object_history* const> objects, std::size_t most, text_arena& texts) override;
@@ -41,12 +38,6 @@ private:
     void update(const version_row& row);
     void insert(const extent_history& extent, const extent_row& row);
     void update(const extent_row& row);
-
-    sql_statement lock_share_;
-    sql_statement write_arrival_;
-    sql_statement last_object_;
-    sql_statement last_version_;
-    sql_statement last_extent_;
 
     sql_statement find_object_;
     sql_statement insert_object_;

@@ -1,23 +1,21 @@
 // What the way in which rows are loaded must not change: files that are worked off in parts, objects with a long past.
 #include "server/collect_applier.h"
 
-#include "server/sql_row_store.h"
-#include "server/sqlite_driver.h"
 #include "tests/server/engine_fixture.h"
 
 namespace index_server {
 
 namespace {
 
-class collect_applier_test : public engine_fixture {
+class engine_parts : public engine_fixture {
 protected:
     apply_outcome apply_in_parts(const std::string& bytes, std::uint64_t part_bytes) {
         scratch.put("parts.zyf", bytes);
-        const auto connection = open_sqlite(directory + "/index.db", sql_access::write);
-        sql_row_store store(*connection);
+        const auto connection = storage.connect(sql_access::write);
+        const auto rows = make_row_store(*connection);
         sql_transaction transaction(*connection, sql_access::write);
         const std::int64_t now = 1800000000LL * 1000000000;
-        const apply_outcome outcome = apply_collect_file(store, docs, scratch / "parts.zyf", now, part_bytes);
+        const apply_outcome outcome = apply_collect_file(*rows, docs, scratch / "parts.zyf", now, part_bytes);
         if (outcome.applied) transaction.commit();
         return outcome;
     }
@@ -35,7 +33,7 @@ protected:
     }
 };
 
-TEST_F(collect_applier_test, a_file_in_parts_does_what_it_does_whole) {
+TEST_F(engine_parts, a_file_in_parts_does_what_it_does_whole) {
     std::vector<std::string> lines;
     for (int i = 0; i < 40; ++i) {
         lines.push_back(line("UPD", i, "v2", 20, "|<FS>2"));
@@ -61,7 +59,7 @@ TEST_F(collect_applier_test, a_file_in_parts_does_what_it_does_whole) {
     EXPECT_EQ(refused.error, "line 71: unknown tag [NEW]");
 }
 
-TEST_F(collect_applier_test, an_object_with_a_long_past_is_changed_where_a_line_says) {
+TEST_F(engine_parts, an_object_with_a_long_past_is_changed_where_a_line_says) {
     const auto version = [](int i) { return "v" + std::to_string(i); };
     for (int i = 1; i <= 100; ++i)
         apply({line("ADD", 1, version(i), i * 10, "|<VTIM>" + std::to_string(i * 10'000'000'000) + place(i % 2))});

@@ -1,0 +1,286 @@
+// Statements over many rows. In each of them the first parameter is the share, which stays bound from file to file, and
+// the others are arrays of the same length, a row to each index.
+#include "server/postgresql_row_store.h"
+
+#include <algorithm>
+
+#include "server/postgresql_array.h"
+#include "server/postgresql_copy.h"
+#include "server/row_columns.h"
+
+namespace index_server {
+
+namespace {
+
+// Few enough that the planner goes by the index of a large table, enough that the round trip does not count.
+constexpr std::size_t keys_at_once = 1000;
+
+#define IIF_OF_KEYS(columns) " FROM unnest(" columns ") WITH ORDINALITY AS w"
+constexpr const char* find_objects_sql = "SELECT w.n, o.id, o.newest" IIF_OF_KEYS(
+    "?2::bytea[]") "(guid, n) JOIN object o ON o.share = ?1 AND o.guid = w.guid";
+constexpr const char* set_newest_sql =
+    "UPDATE object o SET newest = w.newest" IIF_OF_KEYS("?2::bigint[], ?3::bigint[]") "(id, newest, n) "
+    "WHERE o.share = ?1 AND o.id = w.id";
+
+constexpr const char* newest_versions_sql =
+    "SELECT w.n, v.*" IIF_OF_KEYS("?2::bigint[]") "(object, n) CROSS JOIN LATERAL (SELECT " IIF_VERSION_COLUMNS
+                                                  " FROM version WHERE share = ?1 AND object = w.object ORDER BY vtime "
+                                                  "DESC, arrival DESC LIMIT ?3) AS v";
+constexpr const char* named_versions_sql =
+    "SELECT w.n, v.*" IIF_OF_KEYS("?2::bigint[], ?3::bytea[]") "(object, guid, n) CROSS JOIN LATERAL "
+    "(SELECT " IIF_VERSION_COLUMNS " FROM version WHERE share = ?1 AND object = w.object AND version_guid = w.guid) AS v";
+constexpr const char* newest_extents_sql =
+    "SELECT w.n, e.*" IIF_OF_KEYS("?2::bigint[], ?3::bigint[]") "(file, number, n) CROSS JOIN LATERAL "
+    "(SELECT " IIF_EXTENT_COLUMNS " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
+    "ORDER BY vtime DESC, arrival DESC LIMIT ?4) AS e";
+constexpr const char* named_extents_sql =
+    "SELECT w.n, e.*" IIF_OF_KEYS("?2::bigint[], ?3::bigint[], ?4::bytea[]") "(file, number, guid, n) CROSS JOIN LATERAL "
+    "(SELECT " IIF_EXTENT_COLUMNS " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
+    "AND version_guid = w.guid) AS e";
+#undef IIF_OF_KEYS
+
+constexpr const char* replace_versions_sql =
+    "INSERT INTO version(share, object, " IIF_VERSION_COLUMNS ") SELECT share, object, " IIF_VERSION_COLUMNS
+    " FROM staged_version WHERE share = ?1 ON CONFLICT(share, id) DO UPDATE SET parent = excluded.parent, "
+    "name = excluded.name, name_key = excluded.name_key, state = excluded.state, arrival = excluded.arrival, "
+    "dtime = excluded.dtime, data_type = excluded.data_type, size = excluded.size, mode = excluded.mode, "
+    "uid = excluded.uid, gid = excluded.gid, atime = excluded.atime, ctime = excluded.ctime, mtime = excluded.mtime, "
+    "extent_type = excluded.extent_type, extent_size = excluded.extent_size, extent_number = excluded.extent_number, "
+    "link_target = excluded.link_target, xattr = excluded.xattr";
+constexpr const char* replace_extents_sql =
+    "INSERT INTO extent(share, file, number, " IIF_EXTENT_COLUMNS ") SELECT share, file, number, " IIF_EXTENT_COLUMNS
+    " FROM staged_extent WHERE share = ?1 ON CONFLICT(share, id) DO UPDATE SET state = excluded.state, "
+    "arrival = excluded.arrival, dtime = excluded.dtime, size = excluded.size, extent_type = excluded.extent_type, "
+    "link_target = excluded.link_target, xattr = excluded.xattr";
+
+#define IIF_SET_PROPERTIES(table, row)                                                                  \
+    "INSERT INTO " table "(share, " row                                                                 \
+    ", name, value) SELECT ?1, w.id, w.name, w.value "                                                  \
+    "FROM unnest(?2::bigint[], ?3::bytea[], ?4::bytea[]) AS w(id, name, value) ON CONFLICT(share, " row \
+    ", name) DO UPDATE SET value = excluded.value"
+#define IIF_COPY_PROPERTIES(table, row)                                                                    \
+    "INSERT INTO " table "(share, " row                                                                    \
+    ", name, value) SELECT ?1, w.id, p.name, p.value "                                                     \
+    "FROM unnest(?2::bigint[], ?3::bigint[]) AS w(id, source) JOIN " table " p ON p.share = ?1 AND p." row \
+    " = w.source ON CONFLICT(share, " row ", name) DO NOTHING"
+
+using element = postgresql_array::element;
+
+/// Calls the work for pieces of the keys that are small enough for one statement.
+template <class Keys, class Work>
+void in_pieces(const Keys& keys, const Work& work) {
+    for (std::size_t at = 0; at < keys.size(); at += keys_at_once)
+        work(std::span(keys.data() + at, std::min(keys_at_once, keys.size() - at)));
+}
+
+/// The key that a row of an answer belongs to: they count from 1, in the first column.
+template <class Keys>
+auto& key_of(const sql_statement& row, const Keys& keys) {
+    return keys[static_cast<std::size_t>(row.integer(0) - 1)];
+}
+
+void add_values(postgresql_copy& to, const dated_row& row) {
+    to.add_small(static_cast<std::int64_t>(row.state)).add(row.vtime).add(row.arrival).add(row.dtime);
+}
+
+/// The columns as read_version has them, behind the share and the object.
+void add_row(postgresql_copy& to, std::int64_t share, const object_history& object, const version_row& row) {
+    to.row(25).add(share).add(object.id).add(row.id).add(row.version_guid).add(if_told(row.parent));
+    to.add_text_if_any(row.name).add_text_if_any(row.name_key);
+    add_values(to, row);
+    to.add_small(row.whole ? 1 : 0).add_small(row.data_type).add(row.size).add(row.mode).add(row.uid).add(row.gid);
+    to.add(row.atime).add(row.ctime).add(row.mtime).add(row.extent_type).add(row.extent_size).add(row.extent_number);
+    to.add_text_if_any(row.link_target).add_text_if_any(row.xattr);
+}
+
+/// The columns as read_extent has them, behind the share, the file and the number.
+void add_row(postgresql_copy& to, std::int64_t share, const extent_history& extent, const extent_row& row) {
+    to.row(15).add(share).add(extent.file).add(extent.number).add(row.id).add(row.version_guid).add(row.guid);
+    add_values(to, row);
+    to.add_small(row.data_type).add(row.size).add(row.extent_type);
+    to.add_text_if_any(row.link_target).add_text_if_any(row.xattr);
+}
+
+#define IIF_COPY_VERSIONS(table) "COPY " table "(share, object, " IIF_VERSION_COLUMNS ") FROM STDIN (FORMAT binary)"
+#define IIF_COPY_EXTENTS(table) "COPY " table "(share, file, number, " IIF_EXTENT_COLUMNS ") FROM STDIN (FORMAT binary)"
+
+}  // namespace
+
+postgresql_row_store::postgresql_row_store(sql_connection& connection)
+    : share_row_store(connection),
+      connection_(connection),
+      find_objects_(connection, find_objects_sql),
+      set_newest_(connection, set_newest_sql),
+      newest_versions_(connection, newest_versions_sql),
+      named_versions_(connection, named_versions_sql),
+      replace_versions_(connection, replace_versions_sql),
+      set_version_properties_(connection, IIF_SET_PROPERTIES("version_property", "version")),
+      copy_version_properties_(connection, IIF_COPY_PROPERTIES("version_property", "version")),
+      newest_extents_(connection, newest_extents_sql),
+      named_extents_(connection, named_extents_sql),
+      replace_extents_(connection, replace_extents_sql),
+      set_extent_properties_(connection, IIF_SET_PROPERTIES("extent_property", "extent")),
+      copy_extent_properties_(connection, IIF_COPY_PROPERTIES("extent_property", "extent")) {
+    connection.execute(
+        "CREATE TEMPORARY TABLE IF NOT EXISTS staged_version(LIKE version) ON COMMIT DELETE ROWS;"
+        "CREATE TEMPORARY TABLE IF NOT EXISTS staged_extent(LIKE extent) ON COMMIT DELETE ROWS");
+}
+
+std::int64_t postgresql_row_store::begin(std::int64_t share) {
+    share_ = share;
+    for (sql_statement* statement :
+         {&find_objects_, &set_newest_, &newest_versions_, &named_versions_, &replace_versions_,
+          &set_version_properties_, &copy_version_properties_, &newest_extents_, &named_extents_, &replace_extents_,
+          &set_extent_properties_, &copy_extent_properties_})
+        statement->bind(1, share);
+    return share_row_store::begin(share);
+}
+
+void postgresql_row_store::load_objects(std::span<object_history* const> objects) {
+    in_pieces(objects, [&](auto piece) {
+        postgresql_array guids(element::bytea);
+        for (const object_history* one : piece)
+            guids.add(one->guid);
+        const statement_run run(find_objects_);
+        find_objects_.bind(2, guids.bytes());
+        while (find_objects_.step()) {
+            object_history& found = *key_of(find_objects_, piece);
+            found.is_new = false;
+            found.id = find_objects_.integer(1);
+            found.newest_id = find_objects_.integer(2);
+        }
+    });
+}
+
+void postgresql_row_store::load_versions(std::span<object_history* const> objects, std::size_t most,
+                                         text_arena& texts) {
+    newest_versions_.bind(3, static_cast<std::int64_t>(most));
+    in_pieces(objects, [&](auto piece) {
+        postgresql_array ids(element::bigint);
+        for (const object_history* one : piece)
+            ids.add(one->id);
+        const statement_run run(newest_versions_);
+        newest_versions_.bind(2, ids.bytes());
+        while (newest_versions_.step())
+            key_of(newest_versions_, piece)->versions.add(read_version(newest_versions_, 1, texts));
+    });
+}
+
+void postgresql_row_store::load_versions(std::span<const named_version<object_history>> named, text_arena& texts) {
+    in_pieces(named, [&](auto piece) {
+        postgresql_array ids(element::bigint), guids(element::bytea);
+        for (const auto& [of, version_guid] : piece) {
+            ids.add(of->id);
+            guids.add(version_guid);
+        }
+        const statement_run run(named_versions_);
+        named_versions_.bind(2, ids.bytes()).bind(3, guids.bytes());
+        while (named_versions_.step())
+            key_of(named_versions_, piece).of->versions.add(read_version(named_versions_, 1, texts));
+    });
+}
+
+void postgresql_row_store::load_extents(std::span<extent_history* const> extents, std::size_t most, text_arena& texts) {
+    newest_extents_.bind(4, static_cast<std::int64_t>(most));
+    in_pieces(extents, [&](auto piece) {
+        postgresql_array files(element::bigint), numbers(element::bigint);
+        for (const extent_history* one : piece) {
+            files.add(one->file);
+            numbers.add(one->number);
+        }
+        const statement_run run(newest_extents_);
+        newest_extents_.bind(2, files.bytes()).bind(3, numbers.bytes());
+        while (newest_extents_.step())
+            key_of(newest_extents_, piece)->versions.add(read_extent(newest_extents_, 1, texts));
+    });
+}
+
+void postgresql_row_store::load_extents(std::span<const named_version<extent_history>> named, text_arena& texts) {
+    in_pieces(named, [&](auto piece) {
+        postgresql_array files(element::bigint), numbers(element::bigint), guids(element::bytea);
+        for (const auto& [of, version_guid] : piece) {
+            files.add(of->file);
+            numbers.add(of->number);
+            guids.add(version_guid);
+        }
+        const statement_run run(named_extents_);
+        named_extents_.bind(2, files.bytes()).bind(3, numbers.bytes()).bind(4, guids.bytes());
+        while (named_extents_.step())
+            key_of(named_extents_, piece).of->versions.add(read_extent(named_extents_, 1, texts));
+    });
+}
+
+void postgresql_row_store::write(const changed_objects& objects) {
+    if (!objects.added.empty()) {
+        postgresql_copy to(connection_, "COPY object(share, id, guid, newest) FROM STDIN (FORMAT binary)");
+        for (const object_history* one : objects.added) {
+            const version_row* newest = one->versions.newest();
+            to.row(4).add(share_).add(one->id).add(one->guid).add(if_told(newest != nullptr ? newest->id : 0));
+        }
+        to.finish();
+    }
+    in_pieces(objects.changed, [&](auto piece) {
+        postgresql_array ids(element::bigint), newest(element::bigint);
+        for (const object_history* one : piece) {
+            ids.add(one->id);
+            newest.add(one->versions.newest()->id);
+        }
+        set_newest_.bind(2, ids.bytes()).bind(3, newest.bytes()).run();
+    });
+}
+
+template <class Changed>
+void postgresql_row_store::copy(const char* sql, const Changed& rows) {
+    if (rows.empty()) return;
+    postgresql_copy to(connection_, sql);
+    for (const auto& [of, row] : rows)
+        add_row(to, share_, *of, *row);
+    to.finish();
+}
+
+void postgresql_row_store::write(const changed_rows<object_history, version_row>& versions) {
+    copy(IIF_COPY_VERSIONS("version"), versions.added);
+    if (!versions.changed.empty()) {
+        copy(IIF_COPY_VERSIONS("staged_version"), versions.changed);
+        replace_versions_.run();
+        connection_.execute("DELETE FROM staged_version");
+    }
+    write(set_version_properties_, versions.properties);
+    write(copy_version_properties_, versions.copies);
+}
+
+void postgresql_row_store::write(const changed_rows<extent_history, extent_row>& extents) {
+    copy(IIF_COPY_EXTENTS("extent"), extents.added);
+    if (!extents.changed.empty()) {
+        copy(IIF_COPY_EXTENTS("staged_extent"), extents.changed);
+        replace_extents_.run();
+        connection_.execute("DELETE FROM staged_extent");
+    }
+    write(set_extent_properties_, extents.properties);
+    write(copy_extent_properties_, extents.copies);
+}
+
+void postgresql_row_store::write(sql_statement& set, const std::vector<property_change>& properties) {
+    in_pieces(properties, [&](auto piece) {
+        postgresql_array rows(element::bigint), names(element::bytea), values(element::bytea);
+        for (const property_change& one : piece) {
+            rows.add(one.row);
+            names.add(one.property.name);
+            values.add(one.property.value);
+        }
+        set.bind(2, rows.bytes()).bind(3, names.bytes()).bind(4, values.bytes()).run();
+    });
+}
+
+void postgresql_row_store::write(sql_statement& copy, const std::vector<property_copy>& copies) {
+    in_pieces(copies, [&](auto piece) {
+        postgresql_array rows(element::bigint), sources(element::bigint);
+        for (const property_copy& one : piece) {
+            rows.add(one.row);
+            sources.add(one.from);
+        }
+        copy.bind(2, rows.bytes()).bind(3, sources.bytes()).run();
+    });
+}
+
+}  // namespace index_server

@@ -1,0 +1,48 @@
+// The rows of collect files in PostgreSQL: many in one round trip. Keys go as arrays, new rows by COPY, changed ones by
+// COPY into a staging table and from there over the stored ones.
+#pragma once
+
+#include "server/share_row_store.h"
+
+namespace index_server {
+
+/// Prepared on one connection, which it must not outlive.
+class postgresql_row_store : public share_row_store {
+public:
+    explicit postgresql_row_store(sql_connection& connection);
+
+    std::int64_t begin(std::int64_t share) override;
+
+    void load_objects(std::span<object_history* const> objects) override;
+    void load_versions(std::span<object_history* const> objects, std::size_t most, text_arena& texts) override;
+    void load_versions(std::span<const named_version<object_history>> named, text_arena& texts) override;
+    void load_extents(std::span<extent_history* const> extents, std::size_t most, text_arena& texts) override;
+    void load_extents(std::span<const named_version<extent_history>> named, text_arena& texts) override;
+
+    void write(const changed_objects& objects) override;
+    void write(const changed_rows<object_history, version_row>& versions) override;
+    void write(const changed_rows<extent_history, extent_row>& extents) override;
+
+private:
+    template <class Changed>
+    void copy(const char* sql, const Changed& rows);
+    void write(sql_statement& set, const std::vector<property_change>& properties);
+    void write(sql_statement& copy, const std::vector<property_copy>& copies);
+
+    sql_connection& connection_;
+    std::int64_t share_ = 0;
+    sql_statement find_objects_;
+    sql_statement set_newest_;
+    sql_statement newest_versions_;
+    sql_statement named_versions_;
+    sql_statement replace_versions_;
+    sql_statement set_version_properties_;
+    sql_statement copy_version_properties_;
+    sql_statement newest_extents_;
+    sql_statement named_extents_;
+    sql_statement replace_extents_;
+    sql_statement set_extent_properties_;
+    sql_statement copy_extent_properties_;
+};
+
+}  // namespace index_server
