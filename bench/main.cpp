@@ -166,6 +166,8 @@ void register_all(const options& chosen) {
                       {{"index_iface", library_collect}, {"bare_write", bare_collect_writes}});
     register_workload("ingest_sqlite", 1, "disk", chosen.disk, chosen.files,
                       {{"index_iface", sqlite_ingest}, {"bare_insert", bare_sqlite_insert}});
+    register_workload("ingest_postgresql", 1, "tmp", chosen.disk, chosen.files,
+                      {{"index_iface", postgresql_ingest}, {"bare_copy", bare_postgresql_copy}});
 }
 
 std::string processor() {

@@ -11,7 +11,7 @@ import statistics
 import sys
 
 BEGIN, END = "<!-- figures: begin -->", "<!-- figures: end -->"
-LIBRARY, BOUNDS, PEERS = "index_iface", ("bare_write", "bare_parse"), ("leveldb", "rocksdb", "sqlite")
+LIBRARY, BOUNDS, PEERS = "index_iface", ("bare_write", "bare_parse", "bare_insert", "bare_copy"), ("leveldb", "rocksdb", "sqlite")
 
 # Which rows have a goal: (workload, threads) -> (what it says, whether a row meets it). A row maps subjects to
 # seconds an operation.
@@ -23,6 +23,10 @@ GOALS = {
                     lambda row: row[LIBRARY] <= 4.6 * row["bare_parse"]
                     and row[LIBRARY] < min(row["leveldb"], row["rocksdb"])),
     ("collect", 1): ("at least 60 % of the bare writes' rate", lambda row: row["bare_write"] >= 0.6 * row[LIBRARY]),
+    ("ingest_sqlite", 1): ("at least 60 % of the bare insertions' rate",
+                           lambda row: row["bare_insert"] >= 0.6 * row[LIBRARY]),
+    ("ingest_postgresql", 1): ("at least 60 % of the bare copy's rate",
+                               lambda row: row["bare_copy"] >= 0.6 * row[LIBRARY]),
 }
 
 
