@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The checks that everybody runs alike.
-# usage: scripts/check.sh format|lint|docs|asan|tsan|clang|fuzz [SECONDS]|all
+# usage: scripts/check.sh format|lint|docs|asan|tsan|clang|soak|fuzz [SECONDS]|all
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -60,12 +60,21 @@ check_fuzz() {
     done
 }
 
+# What takes long and finds what is rare. A failure names its seed.
+check_soak() {
+    scripts/build.sh release
+    local histories=(build/release/tests/server_tests --gtest_filter='history_property.*')
+    IIF_PROPERTY_SEEDS=1000 "${histories[@]}"
+    IIF_TEST_ENGINE=postgresql IIF_PROPERTY_SEEDS=100 "${histories[@]}"
+}
+
 case ${1:-} in
     format) check_format ;;
     lint) check_lint ;;
     docs) check_docs ;;
     asan | tsan) check_sanitized "$1" ;;
     clang) check_clang ;;
+    soak) check_soak ;;
     fuzz) check_fuzz "${2:-}" ;;
     all)
         for check in format lint docs clang asan tsan fuzz; do
@@ -74,7 +83,7 @@ case ${1:-} in
         done
         ;;
     *)
-        echo "usage: scripts/check.sh format|lint|docs|asan|tsan|clang|fuzz [SECONDS]|all" >&2
+        echo "usage: scripts/check.sh format|lint|docs|asan|tsan|clang|soak|fuzz [SECONDS]|all" >&2
         exit 2
         ;;
 esac
