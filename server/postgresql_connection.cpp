@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <string_view>
 #include <vector>
 
@@ -19,6 +20,10 @@ constexpr const char* session_settings =
     "SELECT set_config(name, wanted, false) FROM (VALUES ('plan_cache_mode', 'force_generic_plan'), "
     "('enable_seqscan', 'off'), ('enable_bitmapscan', 'off'), ('enable_sort', 'off'), ('jit', 'off'), "
     "('client_min_messages', 'warning')) AS wish(name, wanted) JOIN pg_settings USING (name)";
+
+// A plan that was made for a small table must not serve a large one for long.
+constexpr unsigned runs_of_a_plan = 1000;
+constexpr std::chrono::seconds age_of_a_plan{5};
 
 /// One line of what the server or libpq says.
 std::string said(const PGconn* handle, const PGresult* result) {
@@ -70,6 +75,8 @@ postgresql_connection::postgresql_connection(const std::string& settings) {
     try {
         if (PQstatus(handle_) != CONNECTION_OK) fail_postgresql(handle_, nullptr, "cannot connect");
         execute(session_settings);
+        const postgresql_result known(PQexec(handle_, "DISCARD PLANS"));
+        can_discard_plans_ = PQresultStatus(known.get()) == PGRES_COMMAND_OK;
     } catch (...) {
         PQfinish(handle_);
         throw;
@@ -85,6 +92,14 @@ void postgresql_connection::execute(const char* sql) {
     const ExecStatusType status = PQresultStatus(result.get());
     if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK)
         fail_postgresql(handle_, result.get(), "cannot run a command");
+}
+
+void postgresql_connection::count_run() {
+    const clock::time_point now = clock::now();
+    if (!can_discard_plans_ || (++runs_ < runs_of_a_plan && now < planned_ + age_of_a_plan)) return;
+    execute("DISCARD PLANS");
+    runs_ = 0;
+    planned_ = now;
 }
 
 std::unique_ptr<sql_cursor> postgresql_connection::prepare(const char* sql) {

@@ -1,6 +1,7 @@
 // A connection to PostgreSQL, or to what speaks its protocol.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -37,10 +38,17 @@ public:
     PGconn* handle() const noexcept { return handle_; }
     /// A name for a statement that no other one on this connection has.
     std::string statement_name() { return "s" + std::to_string(++statements_); }
+    /// Called before each run of a prepared statement: has all of them planned anew from time to time.
+    void count_run();
 
 private:
+    using clock = std::chrono::steady_clock;
+
     PGconn* handle_ = nullptr;
     unsigned statements_ = 0;
+    bool can_discard_plans_ = false;
+    unsigned runs_ = 0;
+    clock::time_point planned_ = clock::now();
 };
 
 }  // namespace index_server

@@ -72,6 +72,7 @@ void postgresql_cursor::prepare() {
 }
 
 void postgresql_cursor::run() {
+    connection_.count_run();
     if (name_.empty()) prepare();
     result_.reset(PQexecPrepared(connection_.handle(), name_.c_str(), static_cast<int>(values_.size()), values_.data(),
                                  lengths_.data(), formats_.data(), binary_format));

@@ -30,9 +30,9 @@ enum column : int {
 
 constexpr const char* read_version_sql =
     "SELECT v.version_guid, v.name, v.vtime, v.size, v.mode, v.uid, v.gid, v.atime, v.ctime, v.mtime, v.extent_type, "
-    "v.extent_size, v.extent_number, v.link_target, v.xattr, v.backup_id, o.guid, p.guid "
-    "FROM version v JOIN object o ON o.share = v.share AND o.id = v.object "
-    "LEFT JOIN object p ON p.share = v.share AND p.id = v.parent WHERE v.share = ?1 AND v.id = ?2";
+    "v.extent_size, v.extent_number, v.link_target, v.xattr, v.backup_id, "
+    "(SELECT guid FROM object WHERE share = ?1 AND id = v.object), "
+    "(SELECT guid FROM object WHERE share = ?1 AND id = v.parent) FROM version v WHERE v.share = ?1 AND v.id = ?2";
 
 }  // namespace
 
