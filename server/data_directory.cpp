@@ -89,4 +89,13 @@ std::string data_directory::admin_token() const {
     return token;
 }
 
+std::string data_directory::server_name() const {
+    const std::string path = path_ + "/server_name";
+    if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return make_token_file(path_, path);
+    std::string name = read_start(open_file(path, O_RDONLY), longest_token);
+    // Under another name the transactions that are open under this one would never end.
+    if (name.size() < shortest_token) throw std::runtime_error("the file " + path + " holds no name of a server");
+    return name;
+}
+
 }  // namespace index_server

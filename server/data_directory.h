@@ -25,6 +25,10 @@ public:
     /// that is no token.
     std::string admin_token() const;
 
+    /// The name under which a database that several servers work on knows this one; random, made at the first call
+    /// ever. Throws std::runtime_error.
+    std::string server_name() const;
+
 private:
     std::string path_;
     std::string spool_;

@@ -10,6 +10,7 @@
 
 #include "host/collect.h"
 #include "host/message_classes.h"
+#include "server/storage_unavailable.h"
 
 namespace index_server {
 
@@ -47,7 +48,8 @@ struct apply_outcome {
     std::string error;             ///< why nothing was applied, naming the line when there is one
 };
 
-/// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error.
+/// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error; as
+/// storage_unavailable when it passes by itself.
 class engine {
 public:
     virtual ~engine() = default;

@@ -22,6 +22,7 @@
 #include "server/access_record.h"
 #include "server/http_head.h"
 #include "server/http_stream.h"
+#include "server/storage_unavailable.h"
 
 namespace index_server {
 
@@ -234,6 +235,9 @@ private:
         context_.post_work(lane_, [sink, work = std::move(work)] {
             try {
                 work(sink);
+            } catch (const storage_unavailable& away) {
+                HOSTKIT_LOG(-1, "index server: a request found no storage: %s", away.what());
+                sink(error_reply(503, "the storage cannot be reached; try again later"));
             } catch (const std::exception& failure) {
                 HOSTKIT_LOG(-1, "index server: a request failed: %s", failure.what());
                 sink(error_reply(500, "internal error"));

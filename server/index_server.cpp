@@ -22,8 +22,10 @@ namespace {
 /// More than one, so that a share with a large file does not keep the others waiting.
 constexpr unsigned apply_workers = 2;
 
-std::unique_ptr<engine> open_storage(const server_settings& settings) {
-    return settings.open_engine ? settings.open_engine(settings.data_dir) : open_sqlite_engine(settings.data_dir);
+std::unique_ptr<engine> open_storage(const server_settings& settings, const data_directory& directory) {
+    if (settings.open_engine) return settings.open_engine(settings.data_dir);
+    if (!settings.postgresql.empty()) return open_postgresql_engine(settings.postgresql, directory.server_name());
+    return open_sqlite_engine(settings.data_dir);
 }
 
 std::unique_ptr<tls_identity> load_identity(const server_settings& settings) {
@@ -40,7 +42,7 @@ struct index_server::running {
     explicit running(const server_settings& settings)
         : identity(load_identity(settings)),
           directory(settings.data_dir),
-          storage(open_storage(settings)),
+          storage(open_storage(settings, directory)),
           admin_token(directory.admin_token()),
           tokens(*storage, admin_token,
                  settings.metrics_token_file.empty() ? "" : read_token_file(settings.metrics_token_file)),

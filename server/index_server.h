@@ -14,6 +14,7 @@ class engine;
 /// How a server is to run. Sizes are bytes, times milliseconds.
 struct server_settings {
     std::string data_dir;                      ///< made when missing, mode 0700; one server at a time uses it
+    std::string postgresql;                    ///< where the index lies, for libpq; empty: in data_dir, embedded
     std::string listen_address = "127.0.0.1";  ///< numeric IPv4 or IPv6 address
     unsigned short port = 0;                   ///< 0: any free one
     bool allow_plain_off_loopback = false;     ///< without it other machines are let in by TLS alone

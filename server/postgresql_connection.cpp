@@ -60,7 +60,8 @@ void check_settings(const std::string& settings) {
 void fail_postgresql(PGconn* handle, const PGresult* result, const char* what) {
     const char* state = result != nullptr ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
     const std::string text = std::string("database: ") + what + ": " + said(handle, result);
-    if (PQstatus(handle) != CONNECTION_OK || (state != nullptr && is_passing(state))) throw storage_unavailable(text);
+    // What has no state comes from libpq itself, which does not always know at once that its connection is lost.
+    if (state == nullptr || PQstatus(handle) != CONNECTION_OK || is_passing(state)) throw storage_unavailable(text);
     throw std::runtime_error(text);
 }
 
@@ -72,6 +73,8 @@ postgresql_connection::postgresql_connection(const std::string& settings) {
     const std::array<const char*, 5> values{"5", "index_server", settings.c_str(), "UTF8", nullptr};
     handle_ = PQconnectdbParams(names.data(), values.data(), 1);
     if (handle_ == nullptr) throw std::bad_alloc();
+    PQsetNoticeProcessor(
+        handle_, [](void*, const char*) {}, nullptr);
     try {
         if (PQstatus(handle_) != CONNECTION_OK) fail_postgresql(handle_, nullptr, "cannot connect");
         execute(session_settings);

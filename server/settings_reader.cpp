@@ -25,6 +25,19 @@ void read_number(const hostkit::settings& from, const char* key, long long least
     into = static_cast<Number>(*number);
 }
 
+/// The connection string of the engine that keeps its index elsewhere; empty for the embedded one. What the string
+/// says is never shown: it may hold a password.
+std::string read_postgresql(const hostkit::settings& from) {
+    const std::string engine = from.get(section, "engine", "sqlite");
+    if (engine == "sqlite") return {};
+    if (engine != "postgresql")
+        throw std::runtime_error("the setting engine in [server] is neither sqlite nor postgresql");
+    std::string database = from.get(section, "postgresql", "");
+    if (database.empty())
+        throw std::runtime_error("engine = postgresql in [server] takes a connection string in the setting postgresql");
+    return database;
+}
+
 }  // namespace
 
 server_settings read_server_settings(const hostkit::settings& from) {
@@ -35,6 +48,7 @@ server_settings read_server_settings(const hostkit::settings& from) {
     to.allow_plain_off_loopback = allow_plain != 0;
     to.listen_address = from.get(section, "listen", to.listen_address);
     read_number(from, "port", 0, UINT16_MAX, to.port);
+    to.postgresql = read_postgresql(from);
     to.tls_certificate = from.get(section, "tls_certificate", "");
     to.tls_key = from.get(section, "tls_key", "");
     to.metrics_token_file = from.get(section, "metrics_token_file", "");

@@ -6,26 +6,20 @@
 // - numbers and truth values are not mixed, and no hint names an index.
 //
 // What cannot be said in common asks for the connection's dialect. Every failure becomes a std::runtime_error whose
-// text says what was tried.
+// text says what was tried; a storage_unavailable when the same may succeed later.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "server/storage_unavailable.h"
 
 namespace index_server {
 
 enum class sql_dialect { sqlite, postgresql };
-
-/// The storage cannot be reached, or gave way to another's work: nothing of the transaction stays, and the same may
-/// succeed later.
-class storage_unavailable : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// A statement as an engine implements it; sql_statement is its user's side and says what the operations mean.
 class sql_cursor {

@@ -17,6 +17,7 @@ namespace index_server {
 namespace {
 
 constexpr std::size_t id_bytes = 16;
+constexpr std::chrono::milliseconds pause_before_retry{500};
 
 std::int64_t now_ns() {
     return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -158,14 +159,13 @@ void transactions::close(const std::string& id, std::chrono::milliseconds limit,
     }
     record.status = App::ProcessingStatus_CLOSED;
     record.error = "closed before it was applied";
-    if (!put_outcome(record)) {
-        {
-            const std::lock_guard lock(mutex_);
-            latest(id)->at = stage::queued;
-            queue_.push_front(id);
-            queued_.notify_one();
-        }
-        throw std::runtime_error("cannot store the end of transaction " + id);
+    try {
+        put_outcome(record);
+    } catch (...) {
+        const std::lock_guard lock(mutex_);
+        put_back(record);
+        queued_.notify_one();
+        throw;
     }
     end(record);
     done(record);
@@ -186,19 +186,27 @@ void transactions::work() {
             next->record.status = App::ProcessingStatus_PROCESSING;
             record = next->record;
         }
+        bool is_put_off = false;
         try {
             settle(record);
+        } catch (const storage_unavailable& away) {
+            HOSTKIT_LOG(-1, "index server: transaction [%s] waits for the storage: %s", record.id.c_str(), away.what());
+            is_put_off = true;
         } catch (const std::exception& failure) {
             // Left as it is: open until the next start, which settles it.
             HOSTKIT_LOG(-1, "index server: transaction [%s] has no outcome: %s", record.id.c_str(), failure.what());
         }
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         --applying_;
+        if (!is_put_off) continue;
+        put_back(record);
+        queued_.wait_for(lock, pause_before_retry, [this] { return stopping_; });
     }
 }
 
 /// Applies the file and makes the outcome known. False when the outcome could not be stored: the file then stays, and
-/// the next start applies it again.
+/// the next start applies it again. Throws storage_unavailable when there is no outcome yet; to apply the file another
+/// time does no harm.
 bool transactions::settle(const transaction_record& record) {
     transaction_record ended = record;
     const auto began = std::chrono::steady_clock::now();
@@ -214,9 +222,18 @@ bool transactions::settle(const transaction_record& record) {
         ended.error = outcome.error;
         HOSTKIT_LOG(-1, "index server: transaction [%s] failed: %s", record.id.c_str(), ended.error.c_str());
     }
-    const bool stored = put_outcome(ended);
+    bool is_stored = true;
+    try {
+        put_outcome(ended);
+    } catch (const storage_unavailable&) {
+        throw;
+    } catch (const std::exception& failure) {
+        HOSTKIT_LOG(-1, "index server: cannot store the outcome of transaction [%s]: %s", record.id.c_str(),
+                    failure.what());
+        is_stored = false;
+    }
     end(ended);
-    return stored;
+    return is_stored;
 }
 
 apply_outcome transactions::apply(const transaction_record& record) {
@@ -231,6 +248,8 @@ apply_outcome transactions::apply(const transaction_record& record) {
         } else {
             outcome = storage_.apply_collect_file(*target, path);
         }
+    } catch (const storage_unavailable&) {
+        throw;
     } catch (const std::exception& failure) {
         outcome = {};
         outcome.error = std::string("the storage failed: ") + failure.what();
@@ -238,17 +257,18 @@ apply_outcome transactions::apply(const transaction_record& record) {
     return outcome;
 }
 
-/// Stores the outcome and then removes the file.
-bool transactions::put_outcome(const transaction_record& record) {
-    try {
-        storage_.put_transaction(record);
-    } catch (const std::exception& failure) {
-        HOSTKIT_LOG(-1, "index server: cannot store the outcome of transaction [%s]: %s", record.id.c_str(),
-                    failure.what());
-        return false;
-    }
+/// Stores the outcome and then removes the file. Throws as the storage does.
+void transactions::put_outcome(const transaction_record& record) {
+    storage_.put_transaction(record);
     ::unlink(spool_path(spool_, record.id).c_str());
-    return true;
+}
+
+/// Queues a transaction again that was taken out of the queue. locks: mutex_ held.
+void transactions::put_back(const transaction_record& record) {
+    entry* const known = latest(record.id);
+    known->at = stage::queued;
+    known->record.status = App::ProcessingStatus_QUEUED;
+    queue_.push_front(record.id);
 }
 
 void transactions::end(const transaction_record& record) {

@@ -99,7 +99,8 @@ private:
     void work();
     bool settle(const transaction_record& record);
     apply_outcome apply(const transaction_record& record);
-    bool put_outcome(const transaction_record& record);
+    void put_outcome(const transaction_record& record);
+    void put_back(const transaction_record& record);
     void end(const transaction_record& record);
     transaction_record find_for_waiter(const std::string& id) const noexcept;
     bool begin_close(const std::string& id, transaction_record& record);
