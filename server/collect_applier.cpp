@@ -2,29 +2,28 @@
 #include "server/collect_applier.h"
 
 #include <algorithm>
+#include <string>
 
-#include "server/collect_file.h"
 #include "server/working_set.h"
 
 namespace index_server {
 
-apply_outcome apply_collect_file(row_store& store, const share& target, const std::string& path, std::int64_t now_ns,
-                                 std::uint64_t part_bytes) {
-    collect_file file(path, part_bytes);
+apply_outcome outcome_of(const collect_file& file) {
     apply_outcome outcome;
     outcome.lines = static_cast<std::uint64_t>(file.lines());
     if (!file.error().empty()) {
         outcome.error_line = outcome.lines;
         outcome.error = "line " + std::to_string(outcome.lines) + ": " + file.error();
-        return outcome;
     }
+    return outcome;
+}
+
+void apply_collect_file(row_store& store, const share& target, collect_file& file, std::int64_t now_ns) {
     // Each line takes one step more than the one before it, even if the clock was set back in between.
     const std::int64_t before = std::max(now_ns, store.begin(target.subclient_id));
     for (std::size_t which = 0; which < file.parts(); ++which)
         working_set(store, target.root_guid, file.part(which), before).apply();
     store.keep_arrival(before + file.lines());
-    outcome.applied = true;
-    return outcome;
 }
 
 void make_root(row_store& store, const share& target) {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
+#include "server/collect_file.h"
 #include "server/engine.h"
 #include "server/row_store.h"
 
@@ -13,10 +13,12 @@ namespace index_server {
 /// much memory.
 inline constexpr std::uint64_t collect_part_bytes = 64 * 1024 * 1024;
 
-/// Applies the whole file, or finds a line that cannot be understood and writes nothing. `now_ns` is the file's moment
-/// of arrival. locks: called inside a write transaction of the store, which the caller commits if the file was applied.
-apply_outcome apply_collect_file(row_store& store, const share& target, const std::string& path, std::int64_t now_ns,
-                                 std::uint64_t part_bytes = collect_part_bytes);
+/// What is to be said of a file that was read: how many lines it has, and which one cannot be understood.
+apply_outcome outcome_of(const collect_file& file);
+
+/// Applies a file all of whose lines can be understood. `now_ns` is its moment of arrival. locks: called inside a write
+/// transaction of the store.
+void apply_collect_file(row_store& store, const share& target, collect_file& file, std::int64_t now_ns);
 
 /// Makes the root object of a new share. locks: called inside a write transaction of the store.
 void make_root(row_store& store, const share& target);

@@ -147,12 +147,15 @@ private:
 };
 
 apply_outcome sql_engine::apply_collect_file(const share& target, const std::string& path) {
-    return on_connection(writers_, [&](writer& to) {
-        sql_transaction transaction(*to.connection, sql_access::write);
-        apply_outcome outcome = index_server::apply_collect_file(*to.rows, target, path, now_ns());
-        if (outcome.applied) transaction.commit();
-        return outcome;
+    // Read before anything is locked: others write meanwhile.
+    collect_file file(path, collect_part_bytes);
+    apply_outcome outcome = outcome_of(file);
+    if (!outcome.error.empty()) return outcome;
+    outcome.applied = writing([&](writer& to) {
+        index_server::apply_collect_file(*to.rows, target, file, now_ns());
+        return true;
     });
+    return outcome;
 }
 
 void sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request,

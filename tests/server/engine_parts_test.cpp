@@ -11,12 +11,15 @@ class engine_parts : public engine_fixture {
 protected:
     apply_outcome apply_in_parts(const std::string& bytes, std::uint64_t part_bytes) {
         scratch.put("parts.zyf", bytes);
+        collect_file file(scratch / "parts.zyf", part_bytes);
+        apply_outcome outcome = outcome_of(file);
+        if (!outcome.error.empty()) return outcome;
         const auto connection = storage.connect(sql_access::write);
         const auto rows = make_row_store(*connection);
         sql_transaction transaction(*connection, sql_access::write);
-        const std::int64_t now = 1800000000LL * 1000000000;
-        const apply_outcome outcome = apply_collect_file(*rows, docs, scratch / "parts.zyf", now, part_bytes);
-        if (outcome.applied) transaction.commit();
+        apply_collect_file(*rows, docs, file, 1800000000LL * 1000000000);
+        transaction.commit();
+        outcome.applied = true;
         return outcome;
     }
     std::string line(const std::string& op, int object, const std::string& version, long long second,
