@@ -7,7 +7,7 @@ import signal
 import threading
 import time
 
-from support import (CANNOT_REACH, DONE, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
+from support import (CANNOT_REACH, DATABASE, DONE, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
                      make_plain_tree, output_of, paths_of, stop, wait_for, wait_for_text)
 
 SEARCH = "/ZYWebService.svc/doWebSearch"
@@ -67,6 +67,17 @@ def a_share_waits_for_its_server(scratch):
 
 def killed_servers_lose_nothing(scratch):
     server = Server(scratch)
+    interruptions_lose_nothing(scratch, server, server.kill, server.start)
+
+
+def a_database_that_goes_away_is_waited_for(scratch):
+    server = Server(scratch)
+    interruptions_lose_nothing(scratch, server, DATABASE.stop, DATABASE.start)
+    assert "] failed:" not in output_of(server.process), "a file failed because the database was away"
+    stop(server.process)
+
+
+def interruptions_lose_nothing(scratch, server, break_off, go_on):
     make_plain_tree(scratch.tree, 5, 100)
     host = server.share(scratch.tree, scratch.state, "--rescan", "1")
     wait_for_text(host, r"^\d+ objects")
@@ -75,10 +86,10 @@ def killed_servers_lose_nothing(scratch):
         os.remove(os.path.join(scratch.tree, "d000", f"f{number:04}"))
         # Each round dies at another point of what a delivery goes through.
         time.sleep(0.4 * number + 0.3)
-        server.kill()
+        break_off()
         write(scratch.tree, f"while away {number}")
         time.sleep(0.5)
-        server.start()
+        go_on()
     write(scratch.tree, "last")
     expected = {encode(path) for path in paths_of(scratch.tree)}
     wait_for(lambda: scratch.find("/last", expect=None), "the last file in the index", host)
@@ -179,4 +190,5 @@ def a_spoiled_answer_is_never_an_empty_directory(scratch):
 
 
 if __name__ == "__main__":
-    main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory)
+    main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory,
+         *([a_database_that_goes_away_is_waited_for] if DATABASE else []))

@@ -13,7 +13,11 @@ import tempfile
 import time
 import traceback
 
+from database import Database
+
 PROGRAM = os.path.abspath(sys.argv[1])
+# With the directory of PostgreSQL's programs behind it, every index server of the test keeps its index there.
+DATABASE = Database(sys.argv[2]) if len(sys.argv) > 2 else None
 DONE, NOT_FOUND, USAGE, CANNOT_REACH, REFUSED = range(5)
 
 SUMMARY = re.compile(
@@ -44,6 +48,14 @@ class Scratch:
         self.tree = self.make("tree")
         self.state = os.path.join(self.path, "state")
         self.processes = []
+        self.config = self.write_config() if DATABASE else None
+
+    def write_config(self):
+        """The settings under which the programs find the database."""
+        path = os.path.join(self.path, "settings.ini")
+        with open(path, "w") as settings:
+            settings.write(f"[server]\nengine = postgresql\npostgresql = {DATABASE.make()}\n")
+        return path
 
     def make(self, name):
         path = os.path.join(self.path, name)
@@ -51,7 +63,8 @@ class Scratch:
         return path
 
     def environment(self):
-        return dict(os.environ, XDG_STATE_HOME=os.path.join(self.path, "home"))
+        found = dict(os.environ, XDG_STATE_HOME=os.path.join(self.path, "home"))
+        return dict(found, INDEX_IFACE_CONFIG=self.config) if self.config else found
 
     def run(self, *arguments, expect=DONE, timeout=120):
         """Runs the program to its end and returns what it did; its exit code has to be `expect` unless that is None."""
