@@ -96,7 +96,9 @@ TEST_F(engine_sql, a_transaction_counts_whole_or_not_at_all) {
     EXPECT_EQ(seen(), 1);
 }
 
-TEST_F(engine_sql, rows_in_bulk_arrive_whole_or_not_at_all) {
+class postgresql_bulk : public engine_sql {};
+
+TEST_F(postgresql_bulk, rows_in_bulk_arrive_whole_or_not_at_all) {
     if (!test_storage::is_postgresql()) GTEST_SKIP() << "the embedded engine needs none";
     constexpr const char* sql = "COPY object(share, id, guid, newest) FROM STDIN (FORMAT binary)";
     constexpr std::int64_t rows = 20000;

@@ -23,7 +23,7 @@ bool works_in_the_end(const Work& work) {
     return false;
 }
 
-class engine_outage : public engine_fixture {
+class postgresql_outage : public engine_fixture {
 protected:
     std::string found() {
         try {
@@ -34,7 +34,7 @@ protected:
     }
 };
 
-TEST_F(engine_outage, a_restart_between_two_calls_is_not_noticed_and_an_outage_passes) {
+TEST_F(postgresql_outage, a_restart_between_two_calls_is_not_noticed_and_an_outage_passes) {
     if (!test_storage::is_postgresql()) GTEST_SKIP() << needs_postgresql;
     postgresql_server& database = postgresql_server::of_process();
     ASSERT_TRUE(apply({"<ADD>|<VGID>v1|<BAP>o|<EPG>" + docs.root_guid + "|<LFN>a"}).applied);
@@ -60,9 +60,9 @@ TEST_F(engine_outage, a_restart_between_two_calls_is_not_noticed_and_an_outage_p
     EXPECT_EQ(found(), "v3");
 }
 
-class transactions_outage : public served {};
+class postgresql_outage_of_server : public served {};
 
-TEST_F(transactions_outage, what_was_accepted_is_applied_when_the_storage_is_back_and_nothing_fails) {
+TEST_F(postgresql_outage_of_server, what_was_accepted_is_applied_when_the_storage_is_back_and_nothing_fails) {
     if (!test_storage::is_postgresql()) GTEST_SKIP() << needs_postgresql;
     postgresql_server& database = postgresql_server::of_process();
     store_.hold_applications();
