@@ -13,11 +13,11 @@ protected:
     /// Counters are off, as in a process whose first object is still to come.
     perf_counter() { switch_off(); }
     ~perf_counter() override {
-        hostkit::process_settings().set("Lumo", "nlumoDisablePerfCounters", "0");
         share.reset();
         switch_off();
     }
     static void switch_off() {
+        hostkit::process_settings().set("Lumo", "nlumoDisablePerfCounters", "0");
         g_enable_perf = false;
         delete std::exchange(g_idx_iface_perf_counter, nullptr);
     }
@@ -74,6 +74,10 @@ TEST_F(perf_counter, only_the_exchanges_and_deliveries_are_timed) {
     clear_log();
     share.reset();
     EXPECT_TRUE(logged(1, "index_iface::~index_iface()"));
+    ASSERT_EQ(restart(), 0);
+    scripted::fail_memory(1, true);
+    share.reset();  // goes without the figures when there is no memory to say them
+    scripted::fail_memory(0, false);
 }
 
 TEST_F(perf_counter, hook_that_stops_deliveries_is_not_timed) {
