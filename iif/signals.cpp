@@ -1,15 +1,24 @@
 // Turns SIGINT and SIGTERM into a stop request that the program's loops poll.
+//
+//   signal   a stop is requested: no new work; a delivery under way may end
+//   + grace  what is still on the network is cut short, so that nothing waits for a server that does not answer
+//   signal   the process ends where it stands
 #include "iif/signals.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
 
+#include "hostkit/http_exchange.h"
+
 namespace iif {
 namespace {
+
+/// What a server that is well needs for the batch it has in hand.
+constexpr timespec grace{2, 0};
 
 sigset_t watched_signals() {
     sigset_t set;
@@ -20,26 +29,44 @@ sigset_t watched_signals() {
     return set;
 }
 
+/// The next of the signals, or 0 when the limit passes first; without one it waits for as long as it takes.
+int next_signal(const sigset_t& set, const timespec* limit) {
+    for (;;) {
+        const int received = limit != nullptr ? ::sigtimedwait(&set, nullptr, limit) : ::sigwaitinfo(&set, nullptr);
+        if (received > 0) return received;
+        if (errno == EAGAIN) return 0;
+    }
+}
+
+void watch(std::stop_source source, const sigset_t& set) {
+    bool in_grace = false;
+    for (;;) {
+        const int received = next_signal(set, in_grace ? &grace : nullptr);
+        if (received == SIGUSR2) return;
+        if (received == 0) {
+            hostkit::interrupt_exchanges(true);
+            in_grace = false;
+            continue;
+        }
+        // Someone who asks twice no longer cares for an orderly end; the journals keep what was accepted.
+        if (!source.request_stop()) ::_exit(128 + received);
+        in_grace = true;
+    }
+}
+
 }  // namespace
 
 signal_watch::signal_watch() {
     ::signal(SIGPIPE, SIG_IGN);
     const sigset_t set = watched_signals();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    watcher_ = std::thread([source = source_, set]() mutable {
-        for (;;) {
-            int received = 0;
-            if (sigwait(&set, &received) != 0) return;
-            if (received == SIGUSR2) return;
-            // Someone who asks twice no longer cares for an orderly end; the journals keep what was accepted.
-            if (!source.request_stop()) ::_exit(128 + received);
-        }
-    });
+    pthread_sigmask(SIG_BLOCK, &set, &former_mask_);
+    watcher_ = std::thread([source = source_, set] { watch(source, set); });
 }
 
 signal_watch::~signal_watch() {
     pthread_kill(watcher_.native_handle(), SIGUSR2);
     watcher_.join();
+    pthread_sigmask(SIG_SETMASK, &former_mask_, nullptr);
 }
 
 bool sleep_unless_stopped(std::stop_token stop, std::chrono::milliseconds span) {

@@ -178,5 +178,44 @@ def a_spoiled_answer_is_never_an_empty_directory(scratch):
     assert last.changes == 0, last
 
 
+def a_server_that_hangs_does_not_hold_up_a_stop(scratch):
+    server = Server(scratch)
+    front = Front(server.port)
+    write(scratch.path, "patient.ini", text="[server]\ntotal_timeout_ms = 600000\n")
+    make_plain_tree(scratch.tree, 2, 3)
+    held = []
+
+    def hang_at(place):
+        def watch(path, status, text):
+            if path.startswith(place):
+                held.append(path)
+                threading.Event().wait()
+        held.clear()
+        front.watch = watch
+
+    def start():
+        return server.share(scratch.tree, scratch.state, "--rescan", "1", "--config",
+                            os.path.join(scratch.path, "patient.ini"), url=front.url)
+
+    # In its registration, in its start, in its first delivery.
+    for place in "/api/shares", SEARCH, "/collect/transactions":
+        hang_at(place)
+        host = start()
+        wait_for(lambda: held, f"a request for {place}", host)
+        stop(host)
+    hang_at("nowhere")
+    host = start()
+    wait_for_text(host, SUMMARY.pattern)
+    hang_at(SEARCH)  # in a later pass
+    wait_for(lambda: held, "a search", host)
+    stop(host)
+    hang_at("nowhere")
+    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
+    last = Summary(final.stdout.decode().strip())
+    assert (last.objects, last.changes) == (9, 0), last
+    assert scratch.journal_lines() == 0
+
+
 if __name__ == "__main__":
-    main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory)
+    main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory,
+         a_server_that_hangs_does_not_hold_up_a_stop)
