@@ -101,6 +101,7 @@ void ThrdPerfCounter::_StopPerfCounter(const char*, int id, std::uint64_t) {
     if (counter* counted = impl_->find(id)) counted->add(static_cast<std::uint64_t>(time.count()));
 }
 
+// NOLINTBEGIN(performance-unnecessary-value-param): the library's signatures
 void ThrdPerfCounter::_LogPerfCounters(const char* text, std::string label, std::int64_t) {
     const std::lock_guard guard(impl_->lock);
     HOSTKIT_LOG(1, "performance counters, %s, %s:", text, label.c_str());
@@ -116,3 +117,4 @@ void ThrdPerfCounter::_ResetPerfCounters(const char*, std::string, std::int64_t)
     for (auto& [id, counted] : impl_->counters)
         counted.clear();
 }
+// NOLINTEND(performance-unnecessary-value-param)
