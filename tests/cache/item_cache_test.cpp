@@ -1,13 +1,12 @@
 // The hash table under the changes: buckets, hash, order, duplicates, emptying.
 #include "tests/support/share_test.h"
 
-using item_cache = share_test;
+using item_cache = started_share;
 
 TEST_F(item_cache, bucket_counts_and_hash_values_are_the_worked_ones) {
     for (const auto& [limit, buckets] : {std::pair(1000, 512), {1024, 1024}, {1025, 1024}, {3, 2}, {1, 1}, {0, 512}}) {
         arguments.flush_after_count = static_cast<std::uint32_t>(limit);
-        make();
-        ASSERT_EQ(init(), 0);
+        start_over();
         EXPECT_EQ(reach::num_buckets(*share), buckets);
         add("any"), add("key");
     }

@@ -17,12 +17,6 @@ protected:
         {[](index_iface& share, const index_iface_props& props) { return share.rename_item(props, "p2", "/a", false); },
          "", 3},
     };
-
-    bool touched(const char* guid) {
-        index_iface_browse_fields fields;
-        fields.object_guid = guid;
-        return reach::find_in_par_cache_by_guid(*share, fields) == 0;
-    }
 };
 
 }  // namespace
@@ -43,10 +37,7 @@ TEST_F(rollback, failed_change_leaves_an_item_that_no_reader_meets) {
 
             EXPECT_TRUE(items(reach::cur_cache(*share)).starts_with("kept:1:v1 lost:-"));
             EXPECT_EQ(cached("/d/lost"), "2");
-            index_iface_browse_fields fields;
-            index_iface_props props;
-            fields.object_guid = "lost";
-            EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 2);
+            EXPECT_EQ(cached_guid("lost"), "2");
             EXPECT_EQ(reach::find_child_in_cache_by_path(*share, "/d"), 1);
             EXPECT_NE(found("/a"), "2");  // nothing was renamed away
             EXPECT_TRUE(touched("p1"));   // the parents were touched all the same
