@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -44,6 +45,23 @@ protected:
     apply_outcome apply_bytes(const share& to, const std::string& bytes);
     void reopen();
 
+    /// Lines of a change at a second; an empty parent stands for the root.
+    std::string added(const std::string& object, const std::string& version, long long second,
+                      const std::string& parent, const std::string& name) const {
+        return "<ADD>" + at(second) + "|<VGID>" + version + "|<BAP>" + object + place(parent, name);
+    }
+    std::string updated(const std::string& object, const std::string& version, long long second,
+                        const std::string& parent, const std::string& name) const {
+        return "<UPD>|<VGID>" + version + "|<BAP>" + object + "|<CTIME>" + std::to_string(second) + place(parent, name);
+    }
+    static std::string deleted(const std::string& object, const std::string& version, long long second) {
+        return "<DEL>|<VGID>" + version + "|<BAP>" + object + "|<DTIM>" + std::to_string(second);
+    }
+    static std::string at(long long second) { return "|<VTIM>" + std::to_string(second * 1000000000); }
+    std::string place(const std::string& parent, const std::string& name) const {
+        return "|<EPG>" + (parent.empty() ? docs.root_guid : parent) + "|<LFN>" + name;
+    }
+
     /// All items that the engine sends; the path starts at the share's root.
     std::vector<found_item> ask(bool browse, const std::string& path, const asked& how = {}) {
         return ask(docs, browse, path, how);
@@ -55,10 +73,22 @@ protected:
     std::vector<found_item> ask(ask_for what, const std::string& value, const asked& how = {}) {
         return sent(docs, request(docs, what, value, how));
     }
+    /// The first of these items.
+    found_item first(const std::string& path, const asked& how = {}) { return ask(false, path, how).at(0); }
     /// The version GUID that a find gives the library's caller: of the first item, unless that has ended by then.
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
     std::string browse(const std::string& path, const asked& how = {});
+
+    /// What is answered when each of these seconds is asked for, 0 for now: "v1, v2, -".
+    static std::string over_time(const std::vector<long long>& seconds,
+                                 const std::function<std::string(const asked&)>& answer);
+    std::string finds(const std::string& path, const std::vector<long long>& seconds) {
+        return over_time(seconds, [&](const asked& how) { return find(path, how); });
+    }
+    std::string browses(const std::string& path, const std::vector<long long>& seconds) {
+        return over_time(seconds, [&](const asked& how) { return browse(path, how); });
+    }
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
