@@ -150,13 +150,13 @@ bool engine_fixture::gone(const found_item& item, const asked& how) {
 }
 
 std::string engine_fixture::find(const std::string& path, const asked& how) {
-    const std::vector<found_item> items = ask(false, path, how);
+    const std::vector<found_item> items = ask(ask_for::path, path, how);
     return items.empty() || gone(items.front(), how) ? "" : items.front().version;
 }
 
 std::string engine_fixture::browse(const std::string& path, const asked& how) {
     std::string names;
-    for (const found_item& item : ask(true, path, how)) {
+    for (const found_item& item : ask(ask_for::path_children, path, how)) {
         if (!gone(item, how)) names += (names.empty() ? "" : " ") + item.name;
     }
     return names;

@@ -62,19 +62,13 @@ protected:
         return "|<EPG>" + (parent.empty() ? docs.root_guid : parent) + "|<LFN>" + name;
     }
 
-    /// All items that the engine sends; the path starts at the share's root.
-    std::vector<found_item> ask(bool browse, const std::string& path, const asked& how = {}) {
-        return ask(docs, browse, path, how);
-    }
-    std::vector<found_item> ask(const share& of, bool browse, const std::string& path, const asked& how = {}) {
-        return sent(of, request(of, browse, path, how));
-    }
-    /// All items of any search; `value` is its path or GUID.
+    /// All items that the engine sends; `value` is the search's path or GUID. Paths start at the share's root.
     std::vector<found_item> ask(ask_for what, const std::string& value, const asked& how = {}) {
         return sent(docs, request(docs, what, value, how));
     }
+    std::vector<found_item> sent(const share& of, KT5ContentIndexing::ZYSearchReq asking);
     /// The first of these items.
-    found_item first(const std::string& path, const asked& how = {}) { return ask(false, path, how).at(0); }
+    found_item first(const std::string& path, const asked& how = {}) { return ask(ask_for::path, path, how).at(0); }
     /// The version GUID that a find gives the library's caller: of the first item, unless that has ended by then.
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
@@ -92,9 +86,6 @@ protected:
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
-    KT5ContentIndexing::ZYSearchReq request(const share& of, bool browse, const std::string& path, const asked& how) {
-        return request(of, browse ? ask_for::path_children : ask_for::path, path, how);
-    }
     KT5ContentIndexing::ZYSearchReq request(const share& of, ask_for what, const std::string& value, const asked& how);
     static void add_option(KT5ContentIndexing::ZYSearchReq& request, const std::string& name, const std::string& value);
     static void add_filter(KT5ContentIndexing::ZYSearchReq& request, const std::string& name,
@@ -109,9 +100,6 @@ protected:
     share docs;
 
     static bool gone(const found_item& item, const asked& how);
-
-private:
-    std::vector<found_item> sent(const share& of, KT5ContentIndexing::ZYSearchReq asking);
 };
 
 }  // namespace index_server

@@ -45,7 +45,7 @@ TEST_F(engine_search, a_directory_made_anew_shows_its_own_children_and_never_the
     apply({added("d2", "d2", 61, "", "d"), added("o2", "new", 40, "d2", "a")});
     EXPECT_EQ(finds("/d/a", {55, 70, 0}), "old, new, new");
     EXPECT_EQ(browses("/d", {55, 70, 0}), "b a, a, a");
-    const std::vector<found_item> sent = ask(true, "/d");
+    const std::vector<found_item> sent = ask(ask_for::path_children, "/d");
     ASSERT_EQ(sent.size(), 3u) << "the ended ones are sent behind the living";
     EXPECT_EQ(sent[0].version, "new");
     EXPECT_EQ(sent[1].dtime, 60);
@@ -93,7 +93,7 @@ TEST_F(engine_search, pages_of_a_large_directory_neither_lose_nor_double_an_entr
         std::set<std::string> names;
         std::vector<std::size_t> sizes;
         for (long long start = 0; start <= 5000; start += 1000) {
-            const auto page = ask(true, "/d", {.at = moment, .page_start = start});
+            const auto page = ask(ask_for::path_children, "/d", {.at = moment, .page_start = start});
             sizes.push_back(page.size());
             for (const found_item& item : page)
                 names.insert(item.name);
@@ -110,7 +110,7 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
         {"GROUP_LIMIT", "0", "not supported: GROUP_LIMIT 0\n"},
         {"SORTFIELD", "VERSION_TIME", "a parameter stands twice: SORTFIELD\n"}};
     for (const auto& [name, value, error] : options) {
-        auto made = request(docs, false, "/", {});
+        auto made = request(docs, ask_for::path, "/", {});
         add_option(made, name, value);
         EXPECT_EQ(errors(made), error);
     }
@@ -121,13 +121,13 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
         {"CISTATE", {}, 0, "a field without values: CISTATE\n"},
         {"CISTATE", {"0", "1"}, 2, "not supported: CISTATE 2\n"}};
     for (const auto& [name, values, mode, error] : filters) {
-        auto made = request(docs, false, "/", {});
+        auto made = request(docs, ask_for::path, "/", {});
         add_filter(made, name, values, mode);
         EXPECT_EQ(errors(made), error);
     }
     auto no_path = KT5ContentIndexing::ZYSearchReq();
     EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request does not say what it looks for\n");
-    auto page = request(docs, true, "/", {.page_size = 10001, .page_start = -1});
+    auto page = request(docs, ask_for::path_children, "/", {.page_size = 10001, .page_start = -1});
     EXPECT_EQ(errors(page), "pageSize is not between 1 and 10000\npageStart is below 0\n");
 }
 
