@@ -7,6 +7,7 @@
 // no later sync can be believed: every further write to that file fails.
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <cerrno>
 #include <chrono>
@@ -43,10 +44,12 @@ ssize_t read_uninterrupted(int number, void* buffer, std::size_t count) {
     return got;
 }
 
+// Not the C library's write: that one is a point where a thread can be cancelled, and a thread that went away in the
+// middle of a change would leave its caller's lock behind.
 ssize_t write_uninterrupted(int number, const void* data, std::size_t count) {
     ssize_t written;
     do {
-        written = ::write(number, data, count);
+        written = ::syscall(SYS_write, number, data, count);
     } while (written < 0 && errno == EINTR);
     return written;
 }
