@@ -81,7 +81,7 @@ def cell(row, subject):
 def table(rows, tails):
     lines = ["| workload | threads | place | batch | index_iface | 99.9 % | bound | LevelDB | RocksDB | SQLite | goal |",
              "|---|---|---|---|---|---|---|---|---|---|---|"]
-    for key, row in rows.items():
+    for key, row in sorted(rows.items()):
         if LIBRARY not in row:
             continue
         workload, threads, place, batch = key

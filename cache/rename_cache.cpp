@@ -3,8 +3,7 @@
 //
 // N1  An entry comes with its rename, rotates with the batch and goes with the batch's delivery.
 // N2  It goes earlier when the object moves on, or when what stands at the new path is deleted. Chains are not
-// followed:
-//     after A to B and B to C only B is remembered.
+//     followed: after A to B and B to C only B is remembered.
 // N3  An add at the old path does not end it, and replay does not bring it back.
 #include <cerrno>
 #include <memory>

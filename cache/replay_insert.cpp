@@ -1,6 +1,7 @@
 // How replay puts a rebuilt record into a cache. The rules are not those of the live changes: a rename is sticky, an
 // add or a delete is inserted without a lookup, and parent and rename caches are left alone.
 #include <memory>
+#include <utility>
 
 #include "cache/cache_helper.h"
 #include "core/log_line.h"
@@ -26,7 +27,7 @@ int index_iface_cache_helper::insert(index_iface_props* new_props) {
 }
 
 // thread: start-up only
-int index_iface::insert_props_to_cache(index_iface_cache* cache, const index_iface_props& props) {
+int index_iface::insert_props_to_cache(index_iface_cache* cache, index_iface_props&& props) {
     index_iface_cache_helper helper(this, cache);
     std::unique_ptr<index_iface_props> new_props;
     bool insert = props.idx_ops == index_iface_props::DEL || props.idx_ops == index_iface_props::ADD;
@@ -46,7 +47,7 @@ int index_iface::insert_props_to_cache(index_iface_cache* cache, const index_ifa
         }
     }
     if (insert) {
-        new_props = std::make_unique<index_iface_props>(props);
+        new_props = std::make_unique<index_iface_props>(std::move(props));
         if (const int ret = helper.insert(new_props.get()); ret != 0) {
             return ret;
         }

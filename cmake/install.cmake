@@ -13,7 +13,7 @@ install(TARGETS iif COMPONENT program)
 file(GLOB host_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/*.h)
 foreach(header IN LISTS host_headers ITEMS
         core/index_iface.h core/records.h core/stats.h core/visibility.h
-        cache/cache_helper.h cache/mem_cache.h discovery/index_location.h observability/index_iface_perf.h
+        cache/block_store.h cache/cache_helper.h cache/mem_cache.h cache/spare_records.h discovery/index_location.h observability/index_iface_perf.h
         hostkit/errors.h hostkit/http_exchange.h hostkit/log.h hostkit/settings.h)
   cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
   cmake_path(RELATIVE_PATH header BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE relative)

@@ -11,16 +11,7 @@ int index_iface::add_item(const index_iface_props& props) {
     if (refuse_change()) {
         return EIO;
     }
-    if (props.object_guid.empty() || props.parent_guid.empty()) {
-        IIF_LOG_ERROR("INDEX_IFACE: Error: either object_guid [%s] or parent_guid [%s] is an empty string.",
-                      props.object_guid.c_str(), props.parent_guid.c_str());
-        return EINVAL;
-    }
-    if (!check_vtime(props)) {
-        return EINVAL;
-    }
-    if (props.dtime != -1) {
-        IIF_LOG_ERROR("INDEX_IFACE: Error: dtime [%lld] cannot be specified except when deleting.", props.dtime);
+    if (!check_guids(props) || !check_vtime(props) || !check_no_dtime(props)) {
         return EINVAL;
     }
     std::unique_ptr<index_iface_props> new_props(copy_record(props));
@@ -32,11 +23,12 @@ int index_iface::add_item(const index_iface_props& props) {
     if (props.is_extent != 0) {  // a record that leaves the field unset counts as an extent here
         new_props->dtime = 0;
     }
+    const std::string& line = early_journal_line(*new_props);
 
     std::uint32_t delay = 0;
     {
         const write_guard lock(*cl_lock);
-        const int ret = cache_and_journal(new_props.get());
+        const int ret = cache_and_journal(new_props.get(), line);
         if (ret != 0) {
             roll_back(new_props.get());
             return ret;

@@ -10,12 +10,7 @@ int index_iface::delete_item(const index_iface_props& props) {
     if (refuse_change()) {
         return EIO;
     }
-    if (props.object_guid.empty() || props.parent_guid.empty()) {
-        IIF_LOG_ERROR("INDEX_IFACE: Error: either object_guid [%s] or parent_guid [%s] is an empty string.",
-                      props.object_guid.c_str(), props.parent_guid.c_str());
-        return EINVAL;
-    }
-    if (!check_vtime(props)) {
+    if (!check_guids(props) || !check_vtime(props)) {
         return EINVAL;
     }
     if (props.dtime == -1) {
@@ -28,11 +23,12 @@ int index_iface::delete_item(const index_iface_props& props) {
         return ENOMEM;
     }
     new_props->idx_ops = index_iface_props::DEL;
+    const std::string& line = early_journal_line(*new_props);
 
     std::uint32_t delay = 0;
     {
         const write_guard lock(*cl_lock);
-        const int ret = cache_and_journal(new_props.get());
+        const int ret = cache_and_journal(new_props.get(), line);
         if (ret != 0) {
             roll_back(new_props.get());
             return ret;

@@ -4,6 +4,8 @@
 //        ^---- init() fails ----'         cleanup() from any of them; then only the destructor is meaningful
 #include "core/index_iface.h"
 
+#include <new>
+
 #include "core/lock_guards.h"
 #include "core/log_line.h"
 #include "core/polled.h"
@@ -65,7 +67,11 @@ index_iface::~index_iface() {
     delete last_journal;
     tear_down();
     release_management_objects();
-    index_iface_log_perf_counters("index_iface::~index_iface()");
+    try {
+        index_iface_log_perf_counters("index_iface::~index_iface()");
+    } catch (const std::bad_alloc&) {
+        // The figures go unsaid; they stay with the counters.
+    }
 }
 
 void index_iface::cleanup() {

@@ -7,10 +7,13 @@
 #include <forward_list>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "cache/block_store.h"
+#include "cache/spare_records.h"
 #include "core/records.h"
 #include "core/stats.h"
 #include "core/visibility.h"
@@ -61,6 +64,8 @@ public:
         index_iface_item* hash_next;
         index_iface_item* list_prev;
         index_iface_item* list_next;
+        index_iface_item* same_slot_next;  ///< towards older items of one slot of the key index
+        std::uint32_t key_hash;            ///< of the key index
     };
 
     /// A table of bucket chains, newest first, with a list in insertion order, oldest first.
@@ -70,6 +75,10 @@ public:
         index_iface_item* last = nullptr;
         std::int32_t num_items = 0;            ///< insertions since the cache was last emptied
         std::forward_list<std::string> texts;  ///< keys whose first owner is gone; emptied with the cache
+        block_store<index_iface_item> items;   ///< where all items of the cache are
+        /// Item caches find by key here, newest first, as along the bucket chain but past no other key; null in parent
+        /// caches, whose keys can change where they stand.
+        std::unique_ptr<index_iface_item*[]> key_index;
     };
 
     using props_list = std::list<index_iface_props*>;
@@ -172,8 +181,12 @@ private:
     // core/
     static void copy_valid_props(const index_iface_props& src, index_iface_props& dst);
     bool refuse_change() const;
-    bool check_vtime(const index_iface_props& props) const;
-    static index_iface_props* copy_record(const index_iface_props& props);
+    static bool check_guids(const index_iface_props& props);
+    static bool check_vtime(const index_iface_props& props);
+    static bool check_no_dtime(const index_iface_props& props);
+    index_iface_props* copy_record(const index_iface_props& props);
+    index_iface_props* merge_or_copy(const index_iface_props& props, std::unique_ptr<index_iface_props>& fresh,
+                                     int& ret);
     void roll_back(index_iface_props* new_props);
     void sleep_off(std::uint32_t delay);
     int cache_update(index_iface_props* new_props);
@@ -184,7 +197,7 @@ private:
     int rename_under_lock(const index_iface_props& props, const std::string& old_parent_guid,
                           const std::string& old_path, bool flush_now, std::uint32_t& delay);
     int update_under_lock(const index_iface_props& props, std::uint32_t& delay);
-    int cache_and_journal(index_iface_props* new_props);
+    int cache_and_journal(index_iface_props* new_props, const std::string& line);
     int init_steps(init_locals& locals);
     int ask_identities(init_locals& locals);
     int ask_web_client(init_locals& locals);
@@ -195,6 +208,13 @@ private:
     void release_management_objects();
 
     // journal/
+    void build_entry_line(index_iface_props::ops op, const index_iface_props& props, bool to_journal,
+                          std::string& line) const;
+    /// The journal line of a record that no other thread knows yet, so that it need not be built under cl_lock; empty
+    /// without memory. It stands until the thread builds another one.
+    const std::string& early_journal_line(const index_iface_props& props) const noexcept;
+    CXoError journal_early_line(const std::string& line, index_iface_props* props);
+    CXoError refuse_after(CXoError error);
     CXoError write_entry(CXoFile* file, index_iface_props::ops op, index_iface_props* props, bool to_journal);
     int process_single_line(index_iface_cache* cache, char* line);
     int open_journal_file(int flags);
@@ -206,6 +226,7 @@ private:
     // cache/
     int alloc_caches();
     bool alloc_buckets(index_iface_cache& cache) const;
+    void alloc_key_index(index_iface_cache& cache) const;
     void free_caches();
     void delete_cache_memory(index_iface_cache* cache);
     void delete_cached_items(index_iface_cache* cache);
@@ -219,7 +240,7 @@ private:
     int cache_insert(index_iface_cache* cache, index_iface_item* item);
     int insert_to_cache(index_iface_cache* cache, const char* key, index_iface_props* props);
     void rm_item_from_cache(index_iface_cache* cache, const char* key, index_iface_props* props);
-    int insert_props_to_cache(index_iface_cache* cache, const index_iface_props& props);
+    int insert_props_to_cache(index_iface_cache* cache, index_iface_props&& props);
     int insert_foreign_key(index_iface_cache* cache, const std::string& key);
     int init_rename_cache();
     int add_to_rename_cache(const index_iface_props& props, const std::string& old_path);
@@ -341,6 +362,7 @@ private:
     generic_cache* cur_ren_cache;
     generic_cache* old_ren_cache;
     std::int32_t num_buckets = 0;
+    spare_records spares;
     std::string cur_journal_file;
     std::string old_journal_file;  // empty: no batch waits, and then the old caches are empty
     std::string collect_file;

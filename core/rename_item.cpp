@@ -61,20 +61,13 @@ void index_iface::roll_back_rename(index_iface_props* record, bool is_new, const
 int index_iface::rename_under_lock(const index_iface_props& props, const std::string& old_parent_guid,
                                    const std::string& old_path, bool flush_now, std::uint32_t& delay) {
     std::unique_ptr<index_iface_props> new_props;
-    index_iface_props* record = nullptr;
     int ret = 0;
-    const index_iface_item* found =
-        find_item_with_key_and_version(cur_cache, props.object_guid.c_str(), -1, props.version_guid.c_str());
-    if (found != nullptr) {
-        record = found->props;
-        ret = merge_into_cached(props, *record);
-    } else {
-        new_props.reset(copy_record(props));
-        if (!new_props) {
-            IIF_LOG_ERROR("INDEX_IFACE: Error: could not allocate memory for index_iface_props.");
-            return ENOMEM;
-        }
-        record = new_props.get();
+    index_iface_props* record = merge_or_copy(props, new_props, ret);
+    if (record == nullptr) {
+        IIF_LOG_ERROR("INDEX_IFACE: Error: could not allocate memory for index_iface_props.");
+        return ENOMEM;
+    }
+    if (new_props) {
         record->idx_ops = index_iface_props::REN;
         ret = cache_rename(record);
     }
@@ -110,16 +103,7 @@ int index_iface::rename_item(const index_iface_props& props, const std::string& 
     if (refuse_change()) {
         return EIO;
     }
-    if (props.object_guid.empty() || props.parent_guid.empty()) {
-        IIF_LOG_ERROR("INDEX_IFACE: Error: either object_guid [%s] or parent_guid [%s] is an empty string.",
-                      props.object_guid.c_str(), props.parent_guid.c_str());
-        return EINVAL;
-    }
-    if (!check_vtime(props)) {
-        return EINVAL;
-    }
-    if (props.dtime != -1) {
-        IIF_LOG_ERROR("INDEX_IFACE: Error: dtime [%lld] cannot be specified except when deleting.", props.dtime);
+    if (!check_guids(props) || !check_vtime(props) || !check_no_dtime(props)) {
         return EINVAL;
     }
     std::uint32_t delay = 0;

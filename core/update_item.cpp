@@ -21,20 +21,13 @@ int index_iface::cache_update(index_iface_props* new_props) {
 // On success `delay` is the caller's sleep. locks: cl_lock held for writing
 int index_iface::update_under_lock(const index_iface_props& props, std::uint32_t& delay) {
     std::unique_ptr<index_iface_props> new_props;
-    index_iface_props* record = nullptr;
     int ret = 0;
-    const index_iface_item* found =
-        find_item_with_key_and_version(cur_cache, props.object_guid.c_str(), -1, props.version_guid.c_str());
-    if (found != nullptr) {
-        record = found->props;
-        ret = merge_into_cached(props, *record);
-    } else {
-        new_props.reset(copy_record(props));
-        if (!new_props) {
-            IIF_LOG_ERROR("INDEX_IFACE: Error: could not instantiate index_iface_props.");
-            return ENOMEM;
-        }
-        record = new_props.get();
+    index_iface_props* record = merge_or_copy(props, new_props, ret);
+    if (record == nullptr) {
+        IIF_LOG_ERROR("INDEX_IFACE: Error: could not instantiate index_iface_props.");
+        return ENOMEM;
+    }
+    if (new_props) {
         record->idx_ops = index_iface_props::UPD;
         ret = cache_update(record);
     }

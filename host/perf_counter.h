@@ -57,10 +57,12 @@ public:
     }
 
 private:
+    // NOLINTBEGIN(bugprone-reserved-identifier): the host's own names
     void _StartPerfCounter(const char* text, int id);
     void _StopPerfCounter(const char* text, int id, std::uint64_t value);
     void _LogPerfCounters(const char* text, std::string label, std::int64_t value);
     void _ResetPerfCounters(const char* text, std::string label, std::int64_t value);
+    // NOLINTEND(bugprone-reserved-identifier)
 
     bool reset_enabled = true;
     bool enabled = true;

@@ -40,7 +40,7 @@ class file_body {
 public:
     explicit file_body(const std::string& path) : file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
         struct stat status {};
-        if (!file_.is_open() || ::fstat(file_.get(), &status) != 0)
+        if (!file_ || ::fstat(file_.get(), &status) != 0)
             throw exchange_failure(errno, "the file " + path + " cannot be read");
         if (!S_ISREG(status.st_mode)) throw exchange_failure(EINVAL, path + " is no regular file");
         size_ = status.st_size;

@@ -7,6 +7,7 @@
 // no later sync can be believed: every further write to that file fails.
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <cerrno>
 #include <chrono>
@@ -43,10 +44,12 @@ ssize_t read_uninterrupted(int number, void* buffer, std::size_t count) {
     return got;
 }
 
+// Not the C library's write: that one is a point where a thread can be cancelled, and a thread that went away in the
+// middle of a change would leave its caller's lock behind.
 ssize_t write_uninterrupted(int number, const void* data, std::size_t count) {
     ssize_t written;
     do {
-        written = ::write(number, data, count);
+        written = ::syscall(SYS_write, number, data, count);
     } while (written < 0 && errno == EINTR);
     return written;
 }
@@ -55,7 +58,7 @@ CXoError sync_directory_of(const std::string& name) {
     const std::size_t slash = name.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : name.substr(0, slash + 1);
     const descriptor opened(open_uninterrupted(directory.c_str(), O_RDONLY | O_DIRECTORY, 0));
-    if (!opened.is_open() || ::fsync(opened.get()) != 0) {
+    if (!opened || ::fsync(opened.get()) != 0) {
         return FXErrorUtil::ErrorErrNo(errno, ("cannot sync the directory " + directory).c_str());
     }
     return CXoError::Success();
@@ -77,7 +80,7 @@ CXoError copy_bytes(int from, int to) {
 
 CXoError copy_whole(const char* source, const std::string& target) {
     const descriptor from(open_uninterrupted(source, O_RDONLY, 0));
-    if (!from.is_open()) return FXErrorUtil::ErrorErrNo(errno, source);
+    if (!from) return FXErrorUtil::ErrorErrNo(errno, source);
     struct stat about {};
     if (::fstat(from.get(), &about) != 0) return FXErrorUtil::ErrorErrNo(errno, source);
     if (!S_ISREG(about.st_mode)) return FXErrorUtil::ErrorErrNo(EINVAL, "only a regular file can be copied");
@@ -119,7 +122,7 @@ CXoError CXoFile::Open(const char* name, int flags, int mode) {
             return FXErrorUtil::ErrorErrNo(EINVAL, "the setting journal_sync is not none, always or interval:<ms>");
         }
         descriptor opened(open_uninterrupted(name, flags, static_cast<mode_t>(mode)));
-        if (!opened.is_open()) return FXErrorUtil::ErrorErrNo(errno);
+        if (!opened) return FXErrorUtil::ErrorErrNo(errno);
         if (*sync_after_ms >= 0 && (flags & O_CREAT) != 0) {
             CXoError error = sync_directory_of(new_name);
             if (error.IsError()) {

@@ -43,16 +43,17 @@ struct counter {
             step = 0;
     }
 
-    /// The upper end of the histogram step that the given share of the spans does not exceed.
+    /// A time that the given share of the spans does not exceed: the upper end of their histogram step.
     std::uint64_t quantile_us(double share) const {
         const std::uint64_t spans = count;
+        const std::uint64_t longest = longest_us;
         const auto wanted = static_cast<std::uint64_t>(static_cast<double>(spans) * share);
         std::uint64_t seen = 0;
-        for (std::size_t step = 0; step < histogram_steps; ++step) {
+        for (std::size_t step = 0; step + 1 < histogram_steps; ++step) {  // the last step has no upper end
             seen += histogram[step];
-            if (seen > wanted) return (1ULL << step) - 1;
+            if (seen > wanted) return std::min<std::uint64_t>((1ULL << step) - 1, longest);
         }
-        return longest_us;
+        return longest;
     }
 };
 
@@ -100,6 +101,7 @@ void ThrdPerfCounter::_StopPerfCounter(const char*, int id, std::uint64_t) {
     if (counter* counted = impl_->find(id)) counted->add(static_cast<std::uint64_t>(time.count()));
 }
 
+// NOLINTBEGIN(performance-unnecessary-value-param): the library's signatures
 void ThrdPerfCounter::_LogPerfCounters(const char* text, std::string label, std::int64_t) {
     const std::lock_guard guard(impl_->lock);
     HOSTKIT_LOG(1, "performance counters, %s, %s:", text, label.c_str());
@@ -115,3 +117,4 @@ void ThrdPerfCounter::_ResetPerfCounters(const char*, std::string, std::int64_t)
     for (auto& [id, counted] : impl_->counters)
         counted.clear();
 }
+// NOLINTEND(performance-unnecessary-value-param)

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <map>
 
+#include "hostkit/descriptor.h"
 #include "iif/exit_code.h"
 #include "iif/journal_line.h"
-#include "share/unique_fd.h"
 
 namespace iif {
 namespace {
@@ -93,7 +93,7 @@ std::vector<journal_directory> find_journals(const fs::path& directory) {
 }
 
 void for_each_line(const fs::path& file, const std::function<void(const raw_line&)>& visit) {
-    const share_host::unique_fd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    const hostkit::descriptor fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!fd) cannot_read(file, std::strerror(errno));
     line_joiner joiner(visit);
     std::string block(std::size_t{1} << 16, '\0');

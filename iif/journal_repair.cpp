@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "hostkit/descriptor.h"
 #include "iif/exit_code.h"
 #include "iif/journal_files.h"
-#include "share/unique_fd.h"
 
 namespace iif {
 namespace {
@@ -43,10 +43,10 @@ off_t end_of_complete_lines(int fd, off_t size, const fs::path& file) {
 }
 
 // The prefix keeps the copy from being taken for a journal at the next start.
-share_host::unique_fd create_copy(const fs::path& file, fs::path& copy) {
+hostkit::descriptor create_copy(const fs::path& file, fs::path& copy) {
     for (int number = 1;; ++number) {
         copy = file.parent_path() / ("before-repair-" + std::to_string(number) + "." + file.filename().string());
-        share_host::unique_fd fd(::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+        hostkit::descriptor fd(::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
         if (fd) return fd;
         if (errno != EEXIST) cannot("create", copy);
     }
@@ -69,20 +69,20 @@ void copy_whole(int from, int to, const fs::path& file, const fs::path& copy) {
 }
 
 void sync_directory(const fs::path& directory) {
-    const share_host::unique_fd fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const hostkit::descriptor fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd || ::fsync(fd.get()) != 0) cannot("sync", directory);
 }
 
 }  // namespace
 
 journal_repair repair_journal(const fs::path& file) {
-    const share_host::unique_fd fd(::open(file.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    const hostkit::descriptor fd(::open(file.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     struct stat status {};
     if (!fd || ::fstat(fd.get(), &status) != 0) cannot("open", file);
     const off_t end = end_of_complete_lines(fd.get(), status.st_size, file);
     journal_repair repair;
     if (end == status.st_size) return repair;
-    const share_host::unique_fd target = create_copy(file, repair.copy);
+    const hostkit::descriptor target = create_copy(file, repair.copy);
     copy_whole(fd.get(), target.get(), file, repair.copy);
     sync_directory(file.parent_path());
     // Only now, with the copy safe on the disk, may the file lose a byte.

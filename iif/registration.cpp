@@ -93,6 +93,7 @@ std::optional<share_identity> register_share(const registration& wanted, std::st
     for (std::chrono::milliseconds pause(500);; pause = std::min(pause * 2, std::chrono::milliseconds(30000))) {
         std::string reason;
         if (auto identity = try_to_register(wanted, reason)) return identity;
+        if (stop.stop_requested()) return std::nullopt;
         notice("The index server cannot be reached yet (" + reason + "); trying again.");
         if (!sleep_unless_stopped(stop, pause)) return std::nullopt;
     }

@@ -7,6 +7,8 @@
 // built in one string and written with one Write.
 #include <cerrno>
 #include <charconv>
+#include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -18,52 +20,67 @@
 
 namespace {
 
+// More than all tags, the 19 numbers at their longest and the custom properties' frames take.
 constexpr std::size_t room_for_tags_and_numbers = 640;
+constexpr std::size_t room_for_property_tags = 16;
 
+/// Appends to a buffer that the caller has made large enough, so that no piece is checked for room. Tags are literals:
+/// their lengths are known where they are copied.
 class line_builder {
 public:
-    explicit line_builder(std::size_t capacity) { line_.reserve(capacity); }
+    explicit line_builder(char* room) : end_(room) {}
 
-    void text(std::string_view text) { line_.append(text); }
-
-    void field(std::string_view tag, std::string_view value) {
-        line_.append(tag);
-        line_.append(value);
+    template <std::size_t Size>
+    void text(const char (&literal)[Size]) {
+        memcpy(end_, literal, Size - 1);
+        end_ += Size - 1;
     }
 
-    void field_if_any(std::string_view tag, const std::string& value) {
-        if (!value.empty()) {
-            field(tag, value);
+    void value(std::string_view text) {
+        memcpy(end_, text.data(), text.size());
+        end_ += text.size();
+    }
+
+    template <std::size_t Size>
+    void field(const char (&tag)[Size], std::string_view text) {
+        this->text(tag);
+        value(text);
+    }
+
+    template <std::size_t Size>
+    void field_if_any(const char (&tag)[Size], const std::string& text) {
+        if (!text.empty()) {
+            field(tag, text);
         }
     }
 
-    template <class Number>
-    void number(std::string_view tag, Number value) {
-        char digits[32];
-        const auto end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
-        field(tag, std::string_view(digits, static_cast<std::size_t>(end - digits)));
+    template <std::size_t Size, class Number>
+    void number(const char (&tag)[Size], Number number) {
+        constexpr std::ptrdiff_t most_digits = 20;
+        text(tag);
+        end_ = std::to_chars(end_, end_ + most_digits, number).ptr;
     }
 
-    template <class Number>
-    void number_if_set(std::string_view tag, Number value) {
-        if (value != static_cast<Number>(-1)) {
-            number(tag, value);
+    template <std::size_t Size, class Number>
+    void number_if_set(const char (&tag)[Size], Number number) {
+        if (number != static_cast<Number>(-1)) {
+            this->number(tag, number);
         }
     }
 
-    const std::string& line() const { return line_; }
+    char* end() const { return end_; }
 
 private:
-    std::string line_;
+    char* end_;
 };
 
-// All variable text of the record, so that the line is allocated once.
+// At least what the record's line takes.
 std::size_t line_capacity(const index_iface_props& props, const std::string& sync_folder) {
     std::size_t size = room_for_tags_and_numbers + sync_folder.size() + props.path.size() + props.version_guid.size() +
                        props.object_guid.size() + props.parent_guid.size() + props.link_target.size() +
                        props.xattr.size();
     for (const auto& [key, value] : props.custom_props) {
-        size += key.size() + value.size() + 16;
+        size += key.size() + value.size() + room_for_property_tags;
     }
     return size;
 }
@@ -82,7 +99,11 @@ void append_operation(line_builder& out, index_iface_props::ops op, const index_
             out.text("|<DEL>");
             break;
         case index_iface_props::REN:
-            out.text(to_journal ? "|<REN>" : "|<UPD>");  // the collection service knows no rename
+            if (to_journal) {
+                out.text("|<REN>");
+            } else {
+                out.text("|<UPD>");  // the collection service knows no rename
+            }
             break;
         default:
             break;
@@ -94,7 +115,11 @@ void append_identity(line_builder& out, const index_iface_props& props, bool upd
     if (updated_extent && props.version_guid.empty()) {
         return;
     }
-    out.field_if_any(updated_extent ? "|<UKEY>" : "|<VGID>", props.version_guid);
+    if (updated_extent) {
+        out.field("|<UKEY>", props.version_guid);
+    } else {
+        out.field_if_any("|<VGID>", props.version_guid);
+    }
     out.field("|<BAP>", props.object_guid);
     out.field_if_any("|<EPG>", props.parent_guid);
 }
@@ -168,13 +193,19 @@ void append_path(line_builder& out, const std::string& path, const std::string& 
     if (to_journal) {
         out.field("|<ERP>", sync_folder);
         if (!root) {
-            out.text(path);
+            out.value(path);
         }
         return;
     }
     const std::string_view leaf =
         root ? std::string_view(sync_folder).substr(1) : std::string_view(path).substr(path.rfind('/') + 1);
     out.field("|<LFN>", leaf);
+}
+
+/// Keeps its memory from line to line.
+std::string& line_of_this_thread() {
+    static thread_local std::string line;
+    return line;
 }
 
 }  // namespace
@@ -196,30 +227,71 @@ CXoError write_to_file(CXoFile* file, const std::string& line) {
     return CXoError::Success();
 }
 
+void index_iface::build_entry_line(index_iface_props::ops op, const index_iface_props& props, bool to_journal,
+                                   std::string& line) const {
+    char usual_room[2048];
+    std::unique_ptr<char[]> large_room;
+    char* room = usual_room;
+    if (const std::size_t capacity = line_capacity(props, sync_folder); capacity > sizeof(usual_room)) {
+        large_room.reset(new char[capacity]);
+        room = large_room.get();
+    }
+    const bool extent = props.is_extent == 1;
+    line_builder out(room);
+    out.text("*??");
+    append_operation(out, op, props, to_journal);
+    if (!extent) {
+        out.text("|<ADDV>1");
+    }
+    append_identity(out, props, !to_journal && extent && op == index_iface_props::UPD);
+    append_object_type(out, op, props, extent);
+    append_attributes(out, props, extent);
+    append_path(out, props.path, sync_folder, to_journal);
+    out.text("|\n");
+    line.assign(room, out.end());
+}
+
+const std::string& index_iface::early_journal_line(const index_iface_props& props) const noexcept {
+    std::string& line = line_of_this_thread();
+    try {
+        build_entry_line(props.idx_ops, props, true, line);
+    } catch (const std::bad_alloc&) {
+        line.clear();
+    }
+    return line;
+}
+
+// locks: cl_lock held for writing
+CXoError index_iface::journal_early_line(const std::string& line, index_iface_props* props) {
+    if (line.empty()) {
+        return write_entry(journal_file, props->idx_ops, props, true);
+    }
+    return refuse_after(write_to_file(journal_file, line));
+}
+
+// locks: cl_lock held for writing
+CXoError index_iface::refuse_after(CXoError error) {
+    if (error.IsError()) {
+        write_polled(reject_changes, true);  // the journal's end is in doubt: nothing may be written behind it
+        error.Push(FX_CODE_LOCATION);
+    }
+    return error;
+}
+
 // locks: cl_lock held for writing when `to_journal`
 CXoError index_iface::write_entry(CXoFile* file, index_iface_props::ops op, index_iface_props* props, bool to_journal) {
     CXoError error;
     try {
-        const bool extent = props->is_extent == 1;
-        line_builder out(line_capacity(*props, sync_folder));
-        out.text("*??");
-        append_operation(out, op, *props, to_journal);
-        if (!extent) {
-            out.text("|<ADDV>1");
-        }
-        append_identity(out, *props, !to_journal && extent && op == index_iface_props::UPD);
-        append_object_type(out, op, *props, extent);
-        append_attributes(out, *props, extent);
-        append_path(out, props->path, sync_folder, to_journal);
-        out.text("|\n");
-        error = write_to_file(file, out.line());
+        std::string& line = line_of_this_thread();
+        build_entry_line(op, *props, to_journal, line);
+        error = write_to_file(file, line);
     } catch (const std::bad_alloc&) {
         error = FXErrorUtil::ErrorErrNo(ENOMEM);
     }
+    if (to_journal) {
+        return refuse_after(std::move(error));
+    }
     if (error.IsError()) {
-        if (to_journal) {
-            write_polled(reject_changes, true);  // the journal's end is in doubt: nothing may be written behind it
-        }
         error.Push(FX_CODE_LOCATION);
     }
     return error;

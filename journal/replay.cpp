@@ -50,6 +50,7 @@ int index_iface::process_old_journal_files(const std::string& directory) {
 }
 
 void index_iface::keep_replayed(const index_iface_cache* cache) {
+    old_journal_files.reserve(old_journal_files.size() + static_cast<std::size_t>(cache->num_items));
     for (const index_iface_item* item = cache->first; item != nullptr; item = item->list_next) {
         if (item->props == nullptr) {
             continue;

@@ -1,6 +1,8 @@
 // The timing counters: whether they are in use, and which there are.
 #include "observability/index_iface_perf.h"
 
+#include <memory>
+
 #include "core/allocation.h"
 #include "core/index_iface.h"
 #include "core/log_line.h"
@@ -13,7 +15,7 @@ namespace {
 
 constexpr long interval_seconds = 300;
 
-struct perf_row {
+struct perf_row {  // NOLINT(clang-analyzer-optin.performance.Padding): nine rows, in the order of AddPerfCounter
     int id;
     const char* name;
     CTRBASETYPE type;
@@ -44,8 +46,8 @@ void index_iface::init_perf(ZYPlatformInfo& platform_info) {
         IIF_LOG(1, "INDEX_IFACE: Info: performance counters are disabled.");
         return;
     }
-    auto* counter = make_or_null<ThrdPerfCounter>(nullptr);
-    if (counter == nullptr) {
+    std::unique_ptr<ThrdPerfCounter> counter(make_or_null<ThrdPerfCounter>(nullptr));
+    if (!counter) {
         IIF_LOG_ERROR("INDEX_IFACE: Error: Failed to allocate memory for index interface performance counters.");
         return;
     }
@@ -53,7 +55,7 @@ void index_iface::init_perf(ZYPlatformInfo& platform_info) {
     for (const perf_row& row : g_idx_iface_perf_counters) {
         counter->AddPerfCounter(row.id, row.name, row.type, false);
     }
-    g_idx_iface_perf_counter = counter;
+    g_idx_iface_perf_counter = counter.release();
     write_polled(g_enable_perf, true);  // last, so that who sees it finds the counters made
 }
 

@@ -171,10 +171,10 @@ int index_iface::browse_file_extents(const index_iface_browse_fields& fields, pr
         ++stats.browse_extents;
         return ret;
     }
-    ret = timed("index_iface::browse_file_extents()", perf_browse_file_extents,
-                [&] { return browse_file_extents_zysearch(fields, results); });
+    ret = answer_browse(timed("index_iface::browse_file_extents()", perf_browse_file_extents,
+                              [&] { return browse_file_extents_zysearch(fields, results); }));
     ++stats.browse_extents;
-    return answer_browse(ret);
+    return ret;
 }
 
 int index_iface::browse_extents_not_backedup(props_list& results) {

@@ -37,8 +37,8 @@ tree_pass::directory tree_pass::directory_at(const std::string& disk_path, const
     return {disk_path, guid, entry.info.st_dev, entry.info.st_ino};
 }
 
-unique_fd tree_pass::open_as_found(const directory& wanted) {
-    unique_fd fd = open_directory_below(root_fd_, wanted.disk_path);
+hostkit::descriptor tree_pass::open_as_found(const directory& wanted) {
+    hostkit::descriptor fd = open_directory_below(root_fd_, wanted.disk_path);
     const std::string shown = index_path_of(wanted.disk_path);
     if (!fd) {
         if (!means_vanished(errno)) reporter_.count_gap("cannot read the directory " + shown);
@@ -47,7 +47,7 @@ unique_fd tree_pass::open_as_found(const directory& wanted) {
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0 || info.st_dev != wanted.device || info.st_ino != wanted.inode) {
         reporter_.count_gap("the directory " + shown + " was replaced during the pass");
-        fd.reset();
+        fd = hostkit::descriptor();
     }
     return fd;
 }
@@ -66,7 +66,7 @@ bool tree_pass::compare_known(directory root) {
 
 void tree_pass::compare_directory(const directory& here) {
     const std::string index_path = index_path_of(here.disk_path);
-    const unique_fd fd = open_as_found(here);
+    const hostkit::descriptor fd = open_as_found(here);
     std::vector<std::string> names;
     std::vector<index_iface_props> children;
     if (!fd || list_names(fd.get(), names) != 0) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "hostkit/descriptor.h"
 #include "share/index_port.h"
 
 namespace share_host {
@@ -49,16 +50,13 @@ class control_client {
 public:
     /// Throws std::system_error; ENOENT and ECONNREFUSED say that no host serves there.
     explicit control_client(const std::string& path);
-    ~control_client();
-    control_client(const control_client&) = delete;
-    control_client& operator=(const control_client&) = delete;
 
     /// Sends one request line and returns the answer, both without the line feed. Blocks for as long as the host works
     /// on it. Throws std::system_error when the connection ends first.
     std::string ask(const std::string& line);
 
 private:
-    int fd_ = -1;
+    hostkit::descriptor fd_;
     std::string received_;
 };
 

@@ -9,14 +9,10 @@
 
 namespace share_host {
 
-control_client::control_client(const std::string& path) : fd_(connect_to(path).release()) {}
-
-control_client::~control_client() {
-    ::close(fd_);
-}
+control_client::control_client(const std::string& path) : fd_(connect_to(path)) {}
 
 std::string control_client::ask(const std::string& line) {
-    if (!send_all(fd_, line + "\n")) {
+    if (!send_all(fd_.get(), line + "\n")) {
         throw std::system_error(errno, std::generic_category(), "the share's host closed the connection");
     }
     std::size_t searched = 0;
@@ -28,7 +24,7 @@ std::string control_client::ask(const std::string& line) {
         }
         searched = received_.size();
         char block[65536];
-        const ssize_t count = ::recv(fd_, block, sizeof block, 0);
+        const ssize_t count = ::recv(fd_.get(), block, sizeof block, 0);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) {
             throw std::system_error(count < 0 ? errno : ECONNRESET, std::generic_category(),

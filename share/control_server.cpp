@@ -72,7 +72,7 @@ private:
 
 struct control_server::state {
     struct connection {
-        unique_fd fd;
+        hostkit::descriptor fd;
         std::jthread thread;
         bool ended = false;
     };
@@ -87,8 +87,8 @@ struct control_server::state {
 
     const std::string path;
     const served_shares shares;
-    const unique_fd listening;
-    const unique_fd wake;  // readable once the server ends
+    const hostkit::descriptor listening;
+    const hostkit::descriptor wake;  // readable once the server ends
     const std::size_t connection_bound = most_connections();
     std::stop_source stop;
 
@@ -99,7 +99,7 @@ struct control_server::state {
     std::jthread acceptor;
 
     void accept_all();
-    void start_connection(unique_fd fd);
+    void start_connection(hostkit::descriptor fd);
     void reap();
     void serve(connection& own);
 };
@@ -135,7 +135,7 @@ void control_server::state::accept_all() {
         pollfd waits[] = {{listening.get(), POLLIN, 0}, {wake.get(), POLLIN, 0}};
         if (::poll(waits, 2, -1) < 0 && errno != EINTR) return;
         if (!(waits[0].revents & POLLIN) || stop.stop_requested()) continue;
-        unique_fd fd(::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        hostkit::descriptor fd(::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
         reap();
         if (fd) start_connection(std::move(fd));
         // Beyond the bound new connections wait in the socket's queue.
@@ -149,7 +149,7 @@ void control_server::state::accept_all() {
     }
 }
 
-void control_server::state::start_connection(unique_fd fd) {
+void control_server::state::start_connection(hostkit::descriptor fd) {
     const std::lock_guard guard(lock);
     connection& own = connections.emplace_back();
     own.fd = std::move(fd);

@@ -27,7 +27,7 @@ int read_link(int fd, std::string& target) {
 
 int read_entry(int directory_fd, const std::string& name, handle_reader& handles, disk_entry& entry) {
     const char* path = name.empty() ? "." : name.c_str();
-    const unique_fd fd(::openat(directory_fd, path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const hostkit::descriptor fd(::openat(directory_fd, path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (!fd || ::fstat(fd.get(), &entry.info) != 0) return errno;
     entry.handle = handles.read(fd.get(), entry.info);
     entry.link_target.clear();
@@ -37,18 +37,18 @@ int read_entry(int directory_fd, const std::string& name, handle_reader& handles
     return 0;
 }
 
-unique_fd open_directory_below(int root_fd, const std::string& path) {
+hostkit::descriptor open_directory_below(int root_fd, const std::string& path) {
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     constexpr int between = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    if (path.empty()) return unique_fd(::openat(root_fd, ".", flags));
-    unique_fd current;
+    if (path.empty()) return hostkit::descriptor(::openat(root_fd, ".", flags));
+    hostkit::descriptor current;
     std::size_t begin = 0;
     for (;;) {
         const std::size_t end = path.find('/', begin);
         const std::string component = path.substr(begin, end - begin);
         const bool last = end == std::string::npos;
         const int parent = current ? current.get() : root_fd;
-        unique_fd next(::openat(parent, component.c_str(), last ? flags : between));
+        hostkit::descriptor next(::openat(parent, component.c_str(), last ? flags : between));
         if (!next || last) return next;
         current = std::move(next);
         begin = end + 1;
@@ -56,14 +56,10 @@ unique_fd open_directory_below(int root_fd, const std::string& path) {
 }
 
 int list_names(int directory_fd, std::vector<std::string>& names) {
-    const int own = ::openat(directory_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (own < 0) return errno;
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(own), ::closedir);
-    if (!stream) {
-        const int error = errno;
-        ::close(own);
-        return error;
-    }
+    hostkit::descriptor own(::openat(directory_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(own ? ::fdopendir(own.get()) : nullptr, ::closedir);
+    if (!stream) return errno;
+    own.take();
     for (;;) {
         errno = 0;
         const dirent* entry = ::readdir(stream.get());

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "hostkit/descriptor.h"
 #include "share/identity.h"
-#include "share/unique_fd.h"
 
 namespace share_host {
 
@@ -28,7 +28,7 @@ int read_entry(int directory_fd, const std::string& name, handle_reader& handles
 
 /// Opens the directory at `path` ("a/b", "" for the root itself) below `root_fd`, one component after the other, so
 /// that depth has no limit and no symbolic link is followed. On failure the descriptor is empty and errno says why.
-unique_fd open_directory_below(int root_fd, const std::string& path);
+hostkit::descriptor open_directory_below(int root_fd, const std::string& path);
 
 /// The names in a directory, sorted, without "." and "..". 0 or an errno value.
 int list_names(int directory_fd, std::vector<std::string>& names);

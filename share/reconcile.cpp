@@ -58,7 +58,7 @@ bool run_pass(index_port& index, const reconcile_options& options, change_report
 }  // namespace
 
 reconcile_summary reconcile(index_port& index, const reconcile_options& options, std::stop_token stop) {
-    const unique_fd root(::open(options.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const hostkit::descriptor root(::open(options.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::optional<tree_counter> counter;
     change_reporter reporter(index, options, std::move(stop));
     if (root) {

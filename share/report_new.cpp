@@ -25,7 +25,7 @@ bool tree_pass::report_new() {
 }
 
 void tree_pass::report_names(const new_names& found) {
-    const unique_fd fd = open_as_found(found.parent);
+    const hostkit::descriptor fd = open_as_found(found.parent);
     if (!fd) return;
     std::vector<std::string> listed;
     if (found.all && list_names(fd.get(), listed) != 0) {

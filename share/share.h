@@ -72,7 +72,7 @@ public:
     /// Takes no more changes, gives a delivery under way until `bound` to end, and deletes the object. Undelivered
     /// changes stay in the journals for the next start. False: a call into the library did not end in time, so its
     /// object could not be deleted and the process has to end with std::_Exit, which loses nothing either.
-    bool leave(std::chrono::milliseconds bound = std::chrono::seconds(10));
+    bool leave(std::chrono::milliseconds bound = std::chrono::seconds(5));
 
     const share_options& options() const;
 

@@ -78,6 +78,7 @@ start_result share::start(std::stop_token stop) {
             return start_result::ready;
         }
         object.reset();
+        if (stop.stop_requested()) break;  // what was cut short says nothing about the server
         state_->notice("share " + state_->options.name + " cannot start (" + std::to_string(ret) + "): " +
                        describe_start_failure(ret) + "; trying again in " + std::to_string(pause.count()) + " s");
         if (!pause_for(pause, stop)) break;

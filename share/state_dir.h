@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "hostkit/descriptor.h"
+
 namespace share_host {
 
 /// ${XDG_STATE_HOME:-~/.local/state}/index-iface, without a slash at the end. Throws std::runtime_error when neither
@@ -72,12 +74,9 @@ class state_lock {
 public:
     /// Throws state_in_use at once when another process works on it, std::system_error on other failures.
     explicit state_lock(const state_dir& state);
-    ~state_lock();
-    state_lock(const state_lock&) = delete;
-    state_lock& operator=(const state_lock&) = delete;
 
 private:
-    int fd_ = -1;
+    hostkit::descriptor fd_;
 };
 
 /// Who the share is at the index server.

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "share/unique_fd.h"
+#include "hostkit/descriptor.h"
 
 namespace share_host {
 namespace {
@@ -35,7 +35,7 @@ public:
     temporary_file(const std::string& target, const std::string& content)
         : path(target + ".new-" + std::to_string(::getpid())) {
         ::unlink(path.c_str());
-        const unique_fd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        const hostkit::descriptor fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!fd) fail(errno, "cannot create", path);
         write_all(fd.get(), content, path);
         if (::fsync(fd.get()) != 0) fail(errno, "cannot sync", path);
@@ -48,14 +48,15 @@ public:
 };
 
 void sync_parent(const std::string& path) {
-    const unique_fd fd(::open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const hostkit::descriptor fd(
+        ::open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd || ::fsync(fd.get()) != 0) fail(errno, "cannot sync the directory of", path);
 }
 
 }  // namespace
 
 std::optional<std::string> read_state_file(const std::string& path) {
-    const unique_fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const hostkit::descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd) {
         if (errno == ENOENT) return std::nullopt;
         fail(errno, "cannot open", path);

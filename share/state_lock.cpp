@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 #include "share/state_dir.h"
-#include "share/unique_fd.h"
 
 namespace share_host {
 namespace {
@@ -29,7 +29,7 @@ long read_holder(int fd) {
 
 state_lock::state_lock(const state_dir& state) {
     const std::string path = state.lock_file();
-    unique_fd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    hostkit::descriptor fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!fd) throw std::system_error(errno, std::generic_category(), "cannot open " + path);
     if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) fail_as_held(state, fd.get());
@@ -39,11 +39,7 @@ state_lock::state_lock(const state_dir& state) {
     if (::ftruncate(fd.get(), 0) != 0 || ::pwrite(fd.get(), text.data(), text.size(), 0) < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot write " + path);
     }
-    fd_ = fd.release();
-}
-
-state_lock::~state_lock() {
-    ::close(fd_);
+    fd_ = std::move(fd);
 }
 
 }  // namespace share_host

@@ -28,10 +28,10 @@ void tree_counter::count(int root_fd, const std::stop_token& stop) {
     while (!directories.empty()) {
         const std::string here = std::move(directories.back());
         directories.pop_back();
-        unique_fd fd = open_directory_below(root_fd, here);
+        hostkit::descriptor fd = open_directory_below(root_fd, here);
         const std::unique_ptr<DIR, int (*)(DIR*)> stream(fd ? ::fdopendir(fd.get()) : nullptr, ::closedir);
         if (!stream) continue;
-        fd.release();
+        fd.take();
         while (const dirent* entry = ::readdir(stream.get())) {
             if (stop.stop_requested()) return;
             const std::string_view name = entry->d_name;

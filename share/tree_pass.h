@@ -58,7 +58,7 @@ private:
     std::string choose_guid(const directory& parent, const std::string& name, const disk_entry& entry);
     bool report_gone();
 
-    unique_fd open_as_found(const directory& wanted);
+    hostkit::descriptor open_as_found(const directory& wanted);
     void update_or_redate(const index_iface_props& known, index_iface_props current, bool moved);
     static directory directory_at(const std::string& disk_path, const std::string& guid, const disk_entry& entry);
 

@@ -21,13 +21,13 @@ constexpr int waiting_connections = 64;
 }
 
 struct socket_address {
-    unique_fd directory;
+    hostkit::descriptor directory;
     sockaddr_un address{};
 
     explicit socket_address(const std::string& path) {
         const std::size_t slash = path.rfind('/');
         const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-        directory.reset(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        directory = hostkit::descriptor(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!directory) fail("cannot open the directory of", path);
         const std::string reached = "/proc/self/fd/" + std::to_string(directory.get()) + "/" + path.substr(slash + 1);
         if (reached.size() >= sizeof address.sun_path) {
@@ -40,17 +40,17 @@ struct socket_address {
     const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address); }
 };
 
-unique_fd new_socket(const std::string& path) {
-    unique_fd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+hostkit::descriptor new_socket(const std::string& path) {
+    hostkit::descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd) fail("cannot make a socket for", path);
     return fd;
 }
 
 }  // namespace
 
-unique_fd listen_at(const std::string& path) {
+hostkit::descriptor listen_at(const std::string& path) {
     const socket_address address(path);
-    unique_fd fd = new_socket(path);
+    hostkit::descriptor fd = new_socket(path);
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) fail("cannot remove the former socket", path);
     // The mode is in place before anybody can connect, which takes the listen.
     if (::bind(fd.get(), address.get(), sizeof address.address) != 0 || ::chmod(path.c_str(), 0600) != 0 ||
@@ -60,9 +60,9 @@ unique_fd listen_at(const std::string& path) {
     return fd;
 }
 
-unique_fd connect_to(const std::string& path) {
+hostkit::descriptor connect_to(const std::string& path) {
     const socket_address address(path);
-    unique_fd fd = new_socket(path);
+    hostkit::descriptor fd = new_socket(path);
     if (::connect(fd.get(), address.get(), sizeof address.address) != 0) fail("cannot connect to", path);
     return fd;
 }

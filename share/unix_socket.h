@@ -3,15 +3,15 @@
 
 #include <string>
 
-#include "share/unique_fd.h"
+#include "hostkit/descriptor.h"
 
 namespace share_host {
 
 /// A listening socket at `path`, mode 0600, in place of whatever socket stood there. Throws std::system_error.
-unique_fd listen_at(const std::string& path);
+hostkit::descriptor listen_at(const std::string& path);
 
 /// Throws std::system_error with the errno value of what failed.
-unique_fd connect_to(const std::string& path);
+hostkit::descriptor connect_to(const std::string& path);
 
 /// Sends everything, without SIGPIPE. False when the other side is gone.
 bool send_all(int fd, const std::string& bytes);

@@ -1,7 +1,7 @@
 // What the caches answer: the two caches laid over each other, bounds in time, versions, case, children.
 #include "tests/support/share_test.h"
 
-using lookup = share_test;
+using lookup = started_share;
 
 TEST_F(lookup, current_and_waiting_records_combine) {
     struct row {
@@ -20,7 +20,6 @@ TEST_F(lookup, current_and_waiting_records_combine) {
         {"ADD", "NONE", "1"},
         {"NONE", "", "@ size=1 uid=7"},
     };
-    ASSERT_EQ(init(), 0);
     for (const row& r : rows) {
         for (auto* cache : {reach::old_cache(*share), reach::cur_cache(*share)}) {
             reach::delete_cached_items(*share, cache);
@@ -37,16 +36,11 @@ TEST_F(lookup, current_and_waiting_records_combine) {
             expected += " vtime=5";
         }
         EXPECT_EQ(cached("/a", "v1"), expected) << r.old_op << "/" << r.cur_op;
-        index_iface_browse_fields fields;
-        fields.object_guid = "o";
-        index_iface_props props;
-        const int ret = reach::find_props_in_cache_by_guid(*share, fields, props);
-        EXPECT_EQ(ret == 0 ? text_of(props) : std::to_string(ret), expected);
+        EXPECT_EQ(cached_guid("o"), expected);
     }
 }
 
 TEST_F(lookup, newest_insertion_inside_both_bounds_answers) {
-    ASSERT_EQ(init(), 0);
     add("o", "version=v1 vtime=1000000000");
     add("o", "version=v3 vtime=3000000000");
     add("o", "version=v2 vtime=2000000000");
@@ -58,14 +52,8 @@ TEST_F(lookup, newest_insertion_inside_both_bounds_answers) {
     EXPECT_EQ(version("", 9, 3), "v3");
     EXPECT_EQ(version("", 9, 4), "");
     EXPECT_EQ(version("v3", 1, 1), "v3");  // a version is found whenever it was
-    index_iface_browse_fields fields;
-    fields.object_guid = "o";
-    fields.real_before_time = 1000000000;
-    index_iface_props props;
-    EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 0);
-    EXPECT_EQ(props.version_guid, "v1");
-    fields.real_before_time = 999999999;
-    EXPECT_EQ(reach::find_props_in_cache_by_guid(*share, fields, props), 2);
+    EXPECT_EQ(record_of(cached_guid("o", 1000000000)).version_guid, "v1");
+    EXPECT_EQ(cached_guid("o", 999999999), "2");
 }
 
 TEST_F(lookup, paths_follow_the_case_setting_ties_the_buckets_and_children_neither) {

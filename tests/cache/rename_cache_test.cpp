@@ -3,7 +3,7 @@
 
 namespace {
 
-class rename_cache : public share_test {
+class rename_cache : public started_share {
 protected:
     /// A rename in one directory, of "o" unless `more` says otherwise.
     int move(const std::string& from, const std::string& to, const std::string& more = "") {
@@ -28,7 +28,6 @@ protected:
 }  // namespace
 
 TEST_F(rename_cache, rename_counts_after_its_change_time_and_by_the_present_bound_alone) {
-    ASSERT_EQ(init(), 0);
     move("/a", "/b", "ctime=5");
     EXPECT_FALSE(renamed("/a", 5'000'000'000)) << "strictly before";
     EXPECT_TRUE(renamed("/a", 5'000'000'001));
@@ -47,7 +46,6 @@ TEST_F(rename_cache, rename_counts_after_its_change_time_and_by_the_present_boun
 }
 
 TEST_F(rename_cache, only_the_last_step_of_a_chain_is_remembered_until_the_object_goes) {
-    ASSERT_EQ(init(), 0);
     move("/a", "/b"), move("/b", "/c");
     EXPECT_EQ(renamed_of({"/a", "/b", "/c"}), "/b");
     move("/x", "/b", "object=x");
@@ -66,7 +64,6 @@ TEST_F(rename_cache, only_the_last_step_of_a_chain_is_remembered_until_the_objec
 }
 
 TEST_F(rename_cache, find_by_the_old_path_ends_there_until_the_delivery) {
-    ASSERT_EQ(init(), 0);
     move("/a", "/b");
     add("new", "path=/a");
     host().http.requests.clear();
@@ -98,15 +95,4 @@ TEST_F(rename_cache, replay_does_not_bring_it_back_and_keys_follow_the_case_sett
         EXPECT_EQ(restart(), 0);
         EXPECT_FALSE(renamed("/A"));
     }
-}
-
-TEST_F(rename_cache, pending_rename_lies_over_the_answer_until_it_stands_alone_in_the_waiting_cache) {
-    ASSERT_EQ(init(), 0);
-    host().http.standing.text = search_answer({"path=/5/n object=o size=1"});
-    move("/a", "/n", "size=2");
-    EXPECT_EQ(record_of(found("/n")).size, 2);
-    rotate();
-    EXPECT_EQ(record_of(found("/n")).size, 1);
-    move("/a", "/n", "uid=7");
-    EXPECT_EQ(record_of(found("/n")).size, 1) << "two pending renames are still a rename";
 }

@@ -1,11 +1,10 @@
 // The rotation: every state it can meet, and what a failed one leaves.
 #include "tests/support/share_test.h"
 
-using rotation = share_test;
+using rotation = started_share;
 using scripted::file_op;
 
 TEST_F(rotation, answers_by_the_journals_that_stand) {
-    ASSERT_EQ(init(), 0);
     reach::at_startup(*share) = true;
     EXPECT_EQ(rotate(), 11);
     EXPECT_FALSE(reach::at_startup(*share));
@@ -27,7 +26,6 @@ TEST_F(rotation, answers_by_the_journals_that_stand) {
 }
 
 TEST_F(rotation, failed_creation_is_taken_back_and_counted_as_a_try) {
-    ASSERT_EQ(init(), 0);
     add("a");
     const std::string first = reach::cur_journal_file(*share);
     host().files.faults = {{file_op::open, "collect_file_", ENOSPC, 0, 5}};

@@ -1,19 +1,23 @@
 // The change operations: what is refused and in which order, what reaches cache and journal, what a backlog costs.
 #include <array>
+#include <functional>
 
 #include "tests/support/share_test.h"
 
-using change = share_test;
+using change = started_share;
 
 TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept) {
     struct row {
-        int (index_iface::*operation)(const index_iface_props&);
+        std::function<int(const index_iface_props&)> operation;
         const char* fields;
         int ret;
         long vtime_sec;
         const char* message;
     };
-    const auto add = &index_iface::add_item, update = &index_iface::update_item, remove = &index_iface::delete_item;
+    const auto add = [&](const auto& props) { return share->add_item(props); };
+    const auto update = [&](const auto& props) { return share->update_item(props); };
+    const auto remove = [&](const auto& props) { return share->delete_item(props); };
+    const auto rename = [&](const auto& props) { return share->rename_item(props, "p0", "/a", true); };
     const row rows[] = {
         {add, "object= vtime=-1", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
         {add, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
@@ -27,12 +31,15 @@ TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept
         {remove, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
         {remove, "", 22, 5, "Error: dtime [-1] is not set."},
         {remove, "object=d version= dtime=0", 0, 5, ""},
+        {rename, "object=", 22, -1, "Error: either object_guid [] or parent_guid [p1] is an empty string."},
+        {rename, "parent=", 22, -1, "Error: either object_guid [o] or parent_guid [] is an empty string."},
+        {rename, "vtime=-1", 22, -1, "Error: vtime [-1] is not set."},
+        {rename, "dtime=0", 22, 5, "Error: dtime [0] cannot be specified except when deleting."},
     };
-    ASSERT_EQ(init(), 0);
     for (const row& r : rows) {
         clear_log();
         const index_iface_props props = change_of("o", r.fields);
-        EXPECT_EQ(((*share).*r.operation)(props), r.ret) << r.fields;
+        EXPECT_EQ(r.operation(props), r.ret) << r.fields;
         EXPECT_EQ(props.vtime_sec, r.vtime_sec) << r.fields;
         EXPECT_EQ(logged(-1, r.message), r.ret != 0) << r.fields;
     }
@@ -45,15 +52,16 @@ TEST_F(change, arguments_are_refused_in_order_and_only_accepted_changes_are_kept
     clear_log();
     for (const row& r : rows) {
         const index_iface_props props = change_of("o", r.fields);
-        EXPECT_EQ(((*share).*r.operation)(props), 5);
+        EXPECT_EQ(r.operation(props), 5);
+        EXPECT_EQ(props.vtime_sec, change_of("o", r.fields).vtime_sec);
     }
     EXPECT_EQ(times_logged("not able to flush previous collect files even after [0] tries. Therefore, rejecting new"),
               static_cast<int>(std::size(rows)));
     EXPECT_EQ(journal(), lines);
+    EXPECT_TRUE(host().collect.calls.empty());
 }
 
 TEST_F(change, update_merges_into_the_same_version_of_the_current_cache_only) {
-    ASSERT_EQ(init(), 0);
     add("o", "size=1 mode=33188");
     update("o", "vtime=9000000000 size=2 parent= path=");
     EXPECT_EQ(items(reach::cur_cache(*share)), "o:1:v1");
@@ -73,13 +81,8 @@ TEST_F(change, update_merges_into_the_same_version_of_the_current_cache_only) {
 
 TEST_F(change, merge_that_moves_the_object_carries_its_parent_entry_along) {
     arguments.flush_after_count = 1;  // one bucket, so that the entry is found under its new text
-    ASSERT_EQ(init(), 0);
+    start_over();
     const std::string far(200, 'x');  // does not fit where the former text stood
-    const auto touched = [&](const std::string& guid) {
-        index_iface_browse_fields fields;
-        fields.object_guid = guid.c_str();
-        return reach::find_in_par_cache_by_guid(*share, fields) == 0;
-    };
     add("o", "parent=p1");
     update("o", "parent=" + far);
     EXPECT_FALSE(touched("p1"));
@@ -94,7 +97,6 @@ TEST_F(change, backlog_wakes_the_thread_and_slows_its_producers_down) {
     const row rows[] = {{1000, 1000, 0},      {1000, 1001, 1},     {1000, 1500, 750}, {1000, 3000, 6000},
                         {1000, 10000, 90000}, {1000, 4200, 13439}, {100, 470, 1738},  {3, 7, 9},
                         {0, 12, 12}};
-    ASSERT_EQ(init(), 0);
     for (const auto& [limit, count, delay] : rows) {
         reach::flush_after_count(*share) = limit;
         reach::cur_cache(*share)->num_items = static_cast<int>(count);

@@ -61,11 +61,7 @@ protected:
         cycle();
         expect_sound();
         make_all(after_delivery);
-        index_iface::props_list results;
-        index_iface_browse_fields fields;
-        fields.path = "/d";
-        or_give_up([&] { return share->browse_by_path(fields, results); });
-        share->delete_browse_memory(results);
+        or_give_up([&] { return browse(by_path, "/d"); });
         found("/d/b");
         expect_sound();
         return accepted;
@@ -226,29 +222,6 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
             }
         }
     }
-}
-
-TEST_F(fault, refusal_lasts_until_time_brings_a_delivery_that_succeeds) {
-    arguments.flush_after_seconds = 5;
-    ASSERT_EQ(init(), 0);
-    add("a");
-    cycle();
-    add("b");
-    const auto begin = host().now_ms;
-    scripted::fail_call(1, {true, false});
-    for (int round = 1; round <= 6; ++round) {
-        reach::run_flush_cycle(*share);  // a round that could not begin its journal counts as a try and no more
-        EXPECT_EQ(reach::flush_tries(*share), round);
-        EXPECT_EQ(host().now_ms - begin, 5000u * static_cast<unsigned>(round));
-    }
-    EXPECT_EQ(add("c"), 5);
-    EXPECT_EQ(rename("b", "/d/b", "path=/d/b2"), 5);
-    scripted::fail_call(0);
-    EXPECT_EQ(share->flush(), 5);
-    EXPECT_EQ(add("c"), 5);
-    reach::run_flush_cycle(*share);
-    EXPECT_EQ(add("c"), 0);
-    EXPECT_EQ(times(host().collect.completed, "<BAP>b|"), 1);
 }
 
 TEST_F(fault, transaction_left_open_fails_the_attempt_whether_it_can_be_closed_or_not) {

@@ -3,7 +3,7 @@
 
 namespace {
 
-class rename_change : public share_test {
+class rename_change : public started_share {
 protected:
     int rename(const std::string& object, const std::string& from_parent, const std::string& more = "",
                bool flush_now = false) {
@@ -14,17 +14,11 @@ protected:
         const std::string text = journal();
         return text.substr(text.rfind('\n', text.size() - 2) + 1);
     }
-    bool touched(const std::string& guid) {
-        index_iface_browse_fields fields;
-        fields.object_guid = guid.c_str();
-        return reach::find_in_par_cache_by_guid(*share, fields) == 0;
-    }
 };
 
 }  // namespace
 
 TEST_F(rename_change, new_record_marks_its_destination_and_a_source_that_differs) {
-    ASSERT_EQ(init(), 0);
     EXPECT_EQ(rename("o", "p0", "path=/e/n"), 0);
     EXPECT_EQ(items(reach::cur_cache(*share)), "o:4:v1");
     EXPECT_EQ(parents(), "p1:- p0:-");
@@ -43,7 +37,6 @@ TEST_F(rename_change, new_record_marks_its_destination_and_a_source_that_differs
 }
 
 TEST_F(rename_change, pending_add_takes_it_in_and_stays_an_add_that_the_journal_calls_a_rename) {
-    ASSERT_EQ(init(), 0);
     add("o", "size=3");
     EXPECT_EQ(rename("o", "p1", "path=/d/n"), 0);
     EXPECT_EQ(parents(), "p1:-") << "the same directory as before";
@@ -63,33 +56,7 @@ TEST_F(rename_change, pending_add_takes_it_in_and_stays_an_add_that_the_journal_
     EXPECT_EQ(items(reach::cur_cache(*share)), "o:4:v1") << "a record that waits is left alone";
 }
 
-TEST_F(rename_change, what_is_refused_leaves_nothing) {
-    struct row {
-        const char *more, *message;
-        int vtime_sec;
-    };
-    const row rows[] = {
-        {"object=", "Error: either object_guid [] or parent_guid [p1] is an empty string.", -1},
-        {"parent=", "Error: either object_guid [o] or parent_guid [] is an empty string.", -1},
-        {"vtime=-1", "Error: vtime [-1] is not set.", -1},
-        {"dtime=0", "Error: dtime [0] cannot be specified except when deleting.", 5},
-    };
-    ASSERT_EQ(init(), 0);
-    for (const bool rejecting : {false, true}) {
-        reach::reject_changes(*share) = rejecting;
-        for (const row& r : rows) {
-            const index_iface_props props = change_of("o", r.more);
-            EXPECT_EQ(share->rename_item(props, "p0", "/a", true), rejecting ? 5 : 22) << r.more;
-            EXPECT_EQ(props.vtime_sec, rejecting ? -1 : r.vtime_sec);
-            EXPECT_TRUE(logged(-1, r.message));
-        }
-    }
-    EXPECT_EQ(items(reach::cur_cache(*share)) + parents() + journal(), "");
-    EXPECT_TRUE(host().collect.calls.empty());
-}
-
 TEST_F(rename_change, source_without_a_guid_fails_at_its_insertion_and_nothing_of_it_is_read_again) {
-    ASSERT_EQ(init(), 0);
     add("kept", "parent=p0 path=/x");
     const std::string before = journal();
     const std::string gone(200, 'g');
@@ -110,7 +77,6 @@ TEST_F(rename_change, source_without_a_guid_fails_at_its_insertion_and_nothing_o
 }
 
 TEST_F(rename_change, flush_now_delivers_and_never_changes_the_answer) {
-    ASSERT_EQ(init(), 0);
     EXPECT_EQ(rename("o", "p0", "", true), 0);
     EXPECT_EQ(host().collect.batches.size(), 1u);
     EXPECT_EQ(items(reach::cur_cache(*share)) + items(reach::old_cache(*share)), "");

@@ -23,7 +23,7 @@ class Crash:
     def __init__(self, scratch):
         self.scratch = scratch
         self.host = Host(scratch)
-        self.front = Front(int(self.host.url.rsplit(":", 1)[1].rstrip("/")))
+        self.front = Front(self.host.server.port)
         self.host.url = self.front.url
         self.answers = []
         self.held = threading.Event()
@@ -36,6 +36,7 @@ class Crash:
         self.sizes, self.versions = {}, set()
         self.change("add_item", "d", self.root, "/d", mode=0o40755, size=0)
         self.control.ok("flush")
+        self.make_changes("a")
 
     def watch(self, holds_back):
         """Answers for which `holds_back` is true never arrive; `held` says that one has come."""
@@ -106,7 +107,8 @@ class Crash:
         assert self.scratch.journal_lines(self.host.where("s")) == 0
 
     def database(self):
-        return sqlite3.connect(os.path.join(self.host.data, "index.db"), isolation_level=None, check_same_thread=False)
+        path = os.path.join(self.host.server.data, "index.db")
+        return sqlite3.connect(path, isolation_level=None, check_same_thread=False)
 
     def collect_file(self):
         with open(os.path.join(self.host.where("s"), "share.json")) as file:
@@ -116,7 +118,6 @@ class Crash:
 
 def within_a_line(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     journal = max(os.path.join(crash.journals, name) for name in os.listdir(crash.journals))
     room = os.path.getsize(journal) + 40
     resource.prlimit(crash.host.process.pid, resource.RLIMIT_FSIZE, (room, room))
@@ -131,7 +132,6 @@ def within_a_line(scratch):
 
 def between_a_line_and_the_rotation(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     crash.kill([None])
     crash.restart()
     assert crash.submits() == [201]
@@ -141,8 +141,7 @@ def before_and_within_the_collect_file(scratch):
     crash = Crash(scratch)
     # A pipe in the place of the collect file holds the delivery at its opening, and then where a page is full.
     os.mkfifo(crash.collect_file())
-    for prefix, within in ("a", False), ("b", True):
-        crash.make_changes(prefix)
+    for within in False, True:
         part = None
         if within:
             part = os.open(crash.collect_file(), os.O_RDONLY | os.O_NONBLOCK)
@@ -159,12 +158,13 @@ def before_and_within_the_collect_file(scratch):
                 file.write(os.read(part, 4096))
             os.close(part)
         crash.restart()
-        os.mkfifo(crash.collect_file())
+        if not within:
+            crash.make_changes("b")
+            os.mkfifo(crash.collect_file())
 
 
 def between_the_submission_and_the_outcome(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     crash.watch(lambda path, text: path.startswith(SUBMIT))
     crash.begin_flush()
     assert crash.held.wait(60)
@@ -177,11 +177,10 @@ def between_the_submission_and_the_outcome(scratch):
 
 def with_the_transaction_still_open(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     database = crash.database()
     database.execute("BEGIN IMMEDIATE")  # the server cannot work on what it is given
     crash.begin_flush()
-    spool = os.path.join(crash.host.data, "spool")
+    spool = os.path.join(crash.host.server.data, "spool")
     wait_for(lambda: os.listdir(spool), "the file in the server's spool")
     crash.kill([None, 0])
 
@@ -200,7 +199,6 @@ def with_the_transaction_still_open(scratch):
 
 def between_the_outcome_and_the_end_of_the_journal(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     crash.watch(lambda path, text: "/wait?" in path and json.loads(text)["status"] == 3)
     crash.begin_flush()
     assert crash.held.wait(60)
@@ -211,7 +209,6 @@ def between_the_outcome_and_the_end_of_the_journal(scratch):
 
 def after_the_end_of_the_journal(scratch):
     crash = Crash(scratch)
-    crash.make_changes("a")
     crash.control.ok("flush")
     crash.kill([0])
     crash.restart()

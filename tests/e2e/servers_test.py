@@ -1,39 +1,15 @@
-"""Share hosts against an index server of its own: late, killed, and answering nonsense."""
+"""Share hosts against an index server of its own: late, killed, and hanging."""
 
 import http.client
 import http.server
 import os
-import signal
 import threading
 import time
 
-from support import (CANNOT_REACH, DATABASE, DONE, REFUSED, SUMMARY, Summary, encode, free_port, indexed_paths, main,
+from support import (CANNOT_REACH, DATABASE, DONE, REFUSED, SUMMARY, Server, Summary, encode, indexed_paths, main,
                      make_plain_tree, output_of, paths_of, stop, wait_for, wait_for_text)
 
 SEARCH = "/ZYWebService.svc/doWebSearch"
-
-
-class Server:
-    """An index server on a port that stays the same over restarts."""
-
-    def __init__(self, scratch):
-        self.scratch = scratch
-        self.data = os.path.join(scratch.path, "data")
-        self.port = free_port()
-        self.url = f"http://127.0.0.1:{self.port}/"
-        self.start()
-
-    def start(self):
-        self.process = self.scratch.start("server", "--data", self.data, "--port", str(self.port))
-        wait_for_text(self.process, r"admin token file")
-
-    def kill(self):
-        self.process.send_signal(signal.SIGKILL)
-        self.process.wait()
-
-    def share(self, tree, state, *arguments, url=None):
-        return self.scratch.start("share", tree, "--server", url or self.url, "--state", state, "--admin-token-file",
-                                  os.path.join(self.data, "admin_token"), *arguments)
 
 
 def write(*parts, text="content"):
@@ -43,6 +19,13 @@ def write(*parts, text="content"):
 
 def summaries(process):
     return [Summary(line) for line in output_of(process).splitlines() if SUMMARY.match(line)]
+
+
+def nothing_is_left_to_report(scratch, server):
+    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
+    last = Summary(final.stdout.decode().strip())
+    assert last.changes == 0, last
+    return last
 
 
 def a_share_waits_for_its_server(scratch):
@@ -57,9 +40,7 @@ def a_share_waits_for_its_server(scratch):
     assert scratch.find("/early")["size"] == 7
     # The identity is kept, so the token file is not needed again.
     assert os.stat(os.path.join(scratch.state, "share.json")).st_mode & 0o777 == 0o600
-    again = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
-    last = Summary(again.stdout.decode().strip())
-    assert last.changes == 0, last
+    nothing_is_left_to_report(scratch, server)
     with open(os.path.join(server.data, "admin_token")) as token:
         secret = token.read().strip()
     assert secret not in output_of(server.process) + output_of(host)
@@ -99,9 +80,7 @@ def interruptions_lose_nothing(scratch, server, break_off, go_on):
     wait_for(lambda: scratch.find("/")["ctime"] == changed, "the root's last change in the index", host)
     assert indexed_paths(scratch) == expected
     stop(host)
-    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
-    last = Summary(final.stdout.decode().strip())
-    assert last.changes == 0, last
+    nothing_is_left_to_report(scratch, server)
     assert scratch.journal_lines() == 0
 
 
@@ -111,9 +90,7 @@ class Front:
 
     def __init__(self, port):
         front = self
-        self.spoil = None
-        self.only = b""
-        self.spoiled = 0
+        self.spoil, self.only = None, b""
         self.watch = lambda path, status, text: None
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -133,14 +110,12 @@ class Front:
                 front.watch(self.path, status, text)
                 length = len(text)
                 if front.spoil and self.path == SEARCH and front.only in body:
-                    front.spoiled += 1
                     status, text, length = front.spoil(status, text)
+                    self.close_connection = length != len(text)
                 self.send_response(status)
                 self.send_header("Content-Length", str(length))
                 self.end_headers()
                 self.wfile.write(text)
-                if length != len(text):
-                    self.close_connection = True
 
             do_GET = do_POST = pass_on
 
@@ -151,44 +126,67 @@ class Front:
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
 
-PAGE = b"<html><body>Something went wrong</body></html>"
-SPOILERS = {
-    "an error page": lambda status, text: (500, PAGE, len(PAGE)),
-    "an error page that claims success": lambda status, text: (200, PAGE, len(PAGE)),
-    "no text at all": lambda status, text: (200, b"", 0),
-    "a cut body": lambda status, text: (status, text[:len(text) // 2], len(text)),
-    "half a message": lambda status, text: (status, text[:len(text) // 2], len(text) // 2),
-    "a refused token": lambda status, text: (401, b'{"error":"unknown token"}', 25),
-}
-
-
 def a_spoiled_answer_is_never_an_empty_directory(scratch):
     server = Server(scratch)
     front = Front(server.port)
     make_plain_tree(scratch.tree, 2, 3)
     host = server.share(scratch.tree, scratch.state, "--rescan", "1", url=front.url)
     wait_for_text(host, r"^9 objects")
-    for name, front.spoil in SPOILERS.items():
-        for front.only in (b"BROWSE_PATH", b""):
-            front.spoiled = 0
-            result = scratch.run("ls", "/d000", "--state", scratch.state, expect=None)
+    page = b"<html><body>Something went wrong</body></html>"
+    for name, front.spoil in {"an error page": lambda status, text: (500, page, len(page)),
+                              "a page that claims success": lambda status, text: (200, page, len(page)),
+                              "a cut body": lambda status, text: (status, text[:len(text) // 2], len(text))}.items():
+        for front.only, command in (b"BROWSE_PATH", "ls"), (b"", "find"):
+            result = scratch.run(command, "/d000", "--state", scratch.state, expect=None)
             assert result.returncode in (CANNOT_REACH, REFUSED) and not result.stdout, (name, result)
-            assert front.spoiled, name
-            if not front.only:
-                result = scratch.run("find", "/d000", "--state", scratch.state, expect=None)
-                assert result.returncode in (CANNOT_REACH, REFUSED), (name, result)
-        before = len(summaries(host))
         front.only = b"BROWSE_PATH"
+        before = len(summaries(host))
         wait_for(lambda: len(summaries(host)) > before and summaries(host)[-1].gaps, f"a gap after {name}", host)
     front.spoil = None
     assert sorted(scratch.names("/d000")) == ["f0000", "f0001", "f0002"]
     stop(host)
+    assert not any(summary.added for summary in summaries(host)[1:]), output_of(host)
     assert not any(summary.deleted for summary in summaries(host)), output_of(host)
-    final = scratch.run("share", scratch.tree, "--server", server.url, "--state", scratch.state, "--once")
-    last = Summary(final.stdout.decode().strip())
-    assert last.changes == 0, last
+    nothing_is_left_to_report(scratch, server)
+
+
+def a_server_that_hangs_does_not_hold_up_a_stop(scratch):
+    server = Server(scratch)
+    front = Front(server.port)
+    write(scratch.path, "patient.ini", text="[server]\ntotal_timeout_ms = 600000\n")
+    make_plain_tree(scratch.tree, 2, 3)
+    held = []
+
+    def hang_at(place):
+        def watch(path, status, text):
+            if path.startswith(place):
+                held.append(path)
+                threading.Event().wait()
+        held.clear()
+        front.watch = watch
+
+    def start():
+        return server.share(scratch.tree, scratch.state, "--rescan", "1", "--config",
+                            os.path.join(scratch.path, "patient.ini"), url=front.url)
+
+    # In its registration, in its start, in its first delivery.
+    for place in "/api/shares", SEARCH, "/collect/transactions":
+        hang_at(place)
+        host = start()
+        wait_for(lambda: held, f"a request for {place}", host)
+        stop(host)
+    hang_at("nowhere")
+    host = start()
+    wait_for_text(host, SUMMARY.pattern)
+    hang_at(SEARCH)  # in a later pass
+    wait_for(lambda: held, "a search", host)
+    stop(host)
+    hang_at("nowhere")
+    assert nothing_is_left_to_report(scratch, server).objects == 9
+    assert scratch.journal_lines() == 0
 
 
 if __name__ == "__main__":
     main(a_share_waits_for_its_server, killed_servers_lose_nothing, a_spoiled_answer_is_never_an_empty_directory,
+         a_server_that_hangs_does_not_hold_up_a_stop,
          *([a_database_that_goes_away_is_waited_for] if DATABASE else []))

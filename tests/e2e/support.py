@@ -164,6 +164,29 @@ def free_port():
         return probe.getsockname()[1]
 
 
+class Server:
+    """An index server on a port that stays the same over restarts."""
+
+    def __init__(self, scratch):
+        self.scratch = scratch
+        self.data = os.path.join(scratch.path, "data")
+        self.port = free_port()
+        self.url = f"http://127.0.0.1:{self.port}/"
+        self.start()
+
+    def start(self):
+        self.process = self.scratch.start("server", "--data", self.data, "--port", str(self.port))
+        wait_for_text(self.process, r"admin token file")
+
+    def kill(self):
+        self.process.send_signal(signal.SIGKILL)
+        self.process.wait()
+
+    def share(self, tree, state, *arguments, url=None):
+        return self.scratch.start("share", tree, "--server", url or self.url, "--state", state, "--admin-token-file",
+                                  os.path.join(self.data, "admin_token"), *arguments)
+
+
 def paths_of(tree):
     """Every name in the tree as bytes relative to it, the root as an empty one."""
     top = os.fsencode(tree)

@@ -1,11 +1,10 @@
 // The collect file: what stands in it, in which order, and what a failed write leaves.
 #include "tests/support/share_test.h"
 
-using collect_file = share_test;
+using collect_file = started_share;
 using scripted::file_op;
 
 TEST_F(collect_file, holds_updates_then_other_changes_then_extents_in_order_of_arrival) {
-    ASSERT_EQ(init(), 0);
     for (const char* name : {"a", "e1", "b"})
         add(name, *name == 'e' ? "extent=1 vtime=1" : "vtime=1");
     update("c");
@@ -26,7 +25,6 @@ TEST_F(collect_file, holds_updates_then_other_changes_then_extents_in_order_of_a
 }
 
 TEST_F(collect_file, failing_write_leaves_no_file_and_refuses_nothing) {
-    ASSERT_EQ(init(), 0);
     update("u");
     add("a");
     add("e", "extent=1");

@@ -2,7 +2,7 @@
 #include "hostkit/errors.h"
 #include "tests/support/share_test.h"
 
-using delivery = share_test;
+using delivery = started_share;
 
 TEST_F(delivery, batch_is_kept_until_the_service_has_completed_it) {
     struct row {
@@ -26,7 +26,6 @@ TEST_F(delivery, batch_is_kept_until_the_service_has_completed_it) {
          "Error: WaitForTransaction failed with the error ["},
         {{fine, queued}, {fine, failed}, EAGAIN, {"submit 28", wait}, "returned a failure status [4]."},
     };
-    ASSERT_EQ(init(), 0);
     add("a");
     ASSERT_EQ(rotate(), 0);
     const std::string batch = reach::old_journal_file(*share);
@@ -67,7 +66,7 @@ TEST_F(delivery, batch_is_kept_until_the_service_has_completed_it) {
 
 TEST_F(delivery, copies_go_under_the_journals_name) {
     arguments.share_suffix = "x";
-    ASSERT_EQ(init(), 0);
+    start_over();
     add("a");
     const std::string line = journal();
     const std::string sent = collected();

@@ -3,11 +3,10 @@
 
 #include "tests/support/share_test.h"
 
-using flush = share_test;
+using flush = started_share;
 using scripted::file_op;
 
 TEST_F(flush, returns_when_what_was_accepted_before_it_is_delivered) {
-    ASSERT_EQ(init(), 0);
     host().sleeps.clear();
     EXPECT_EQ(share->flush(), 0);
     EXPECT_TRUE(host().collect.calls.empty());
@@ -32,21 +31,26 @@ TEST_F(flush, returns_when_what_was_accepted_before_it_is_delivered) {
     EXPECT_EQ(items(reach::old_cache(*share)), "");
 }
 
-TEST_F(flush, six_failures_then_refusal_then_recovery) {
-    ASSERT_EQ(init(), 0);
+TEST_F(flush, six_failures_then_refusal_until_time_brings_recovery) {
+    arguments.flush_after_seconds = 5;
+    start_over();
+    cycle();  // takes up what the end of the thread has set
     add("a");
     break_delivery(7);
-    for (int tries = 1; tries <= 6; ++tries) {
-        cycle();
+    const auto begin = host().now_ms;
+    for (unsigned tries = 1; tries <= 6; ++tries) {
+        reach::run_flush_cycle(*share);
+        EXPECT_EQ(host().now_ms - begin, 5000u * tries) << "nobody but the clock woke it";
         EXPECT_EQ(share->get_flush_status_msg(), "failed " + std::to_string(tries) + " times");
         EXPECT_EQ(add("b"), 0);
     }
     cycle();
     EXPECT_EQ(add("c"), 5);
+    EXPECT_EQ(share->rename_item(change_of("b"), "p0", "/d/b", false), 5);
     EXPECT_EQ(share->flush(), 5);
     EXPECT_NE(cached("/d/a"), "2");
     EXPECT_TRUE(logged(-1, "even after [7] tries."));
-    cycle();
+    reach::run_flush_cycle(*share);
     EXPECT_EQ(share->get_flush_status_msg() + counter("flush_fails") + counter("flush_successes"), "operational71");
     EXPECT_EQ(add("c"), 0);
     EXPECT_EQ(share->flush(), 0);
@@ -56,7 +60,6 @@ TEST_F(flush, six_failures_then_refusal_then_recovery) {
 }
 
 TEST_F(flush, late_retry_without_a_batch_sends_an_empty_file_and_forgets_nothing) {
-    ASSERT_EQ(init(), 0);
     cycle();
     EXPECT_TRUE(host().collect.calls.empty());
     reach::last_flush_error(*share) = 11;  // a flush on another thread has delivered in between
@@ -85,6 +88,7 @@ TEST_F(flush, nothing_is_lost_or_sent_twice_under_load) {
                 const std::string object = std::to_string(writer) + "-" + std::to_string(i);
                 EXPECT_EQ(add(object), 0);
                 EXPECT_EQ(update(object, "size=1"), 0);
+                EXPECT_EQ(share->rename_item(change_of(object, "path=/e/" + object), "p0", "/d/" + object, false), 0);
                 if (i % 50 == 0) {
                     EXPECT_EQ(share->flush(), 0);
                 }

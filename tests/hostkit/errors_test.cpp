@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "tests/hostkit/scarce_memory.h"
+#include "tests/support/fault_plan.h"
 
 namespace {
 
@@ -24,20 +24,20 @@ TEST(errors, carry_number_code_text_and_the_places_they_passed) {
 
 // Every allocation in turn is the one that fails; the error stays the error it was.
 TEST(errors, survive_missing_memory_with_number_and_code) {
-    for (int allowed = 0; allowed < 8; ++allowed) {
+    for (int nth = 1; nth <= 8; ++nth) {
         CXoError copy, system;
-        allocations_left = allowed;
+        scripted::fail_memory(nth, true);
         {
             CXoError service = hostkit::make_service_error(0xFFFFFFFFU, 3, "");
             service.Push(FX_CODE_LOCATION, "%s", "a text that is too long for the space inside a string object");
             copy = service;
             system = FXErrorUtil::ErrorErrNo(ENOSPC, "a text that is too long for the space inside a string object");
         }
-        allocations_left = -1;
-        EXPECT_TRUE(FXErrorUtil::IsZYResult(copy, 0xFFFFFFFFU)) << allowed;
-        EXPECT_EQ(FXErrorUtil::GetErrNo(copy), 3) << allowed;
-        EXPECT_EQ(FXErrorUtil::GetErrNo(system), ENOSPC) << allowed;
-        EXPECT_NE(system.AsString(), "") << allowed;
+        scripted::fail_memory(0);
+        EXPECT_TRUE(FXErrorUtil::IsZYResult(copy, 0xFFFFFFFFU)) << nth;
+        EXPECT_EQ(FXErrorUtil::GetErrNo(copy), 3) << nth;
+        EXPECT_EQ(FXErrorUtil::GetErrNo(system), ENOSPC) << nth;
+        EXPECT_NE(system.AsString(), "") << nth;
     }
 }
 

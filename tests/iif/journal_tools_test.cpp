@@ -1,9 +1,6 @@
 // The operators' tool on journal files, whole and damaged.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "iif/exit_code.h"
 #include "iif/journal_files.h"
 #include "iif/journal_line.h"
@@ -21,14 +18,9 @@ const std::string whole_line =
 class journal_tools : public testing::Test {
 protected:
     fs::path write(const std::string& name, const std::string& content) {
-        const fs::path file = directory / name;
-        fs::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << content;
-        return file;
-    }
-    static std::string read(const fs::path& file) {
-        std::ifstream stream(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
+        fs::create_directories((directory / name).parent_path());
+        scratch.put(name, content);
+        return directory / name;
     }
 
     const scratch_directory scratch;
@@ -92,18 +84,18 @@ TEST_F(journal_tools, repair_keeps_a_copy_and_cuts_the_incomplete_line_alone) {
     const fs::path file = write("collect_file_0000000007", damaged);
     const journal_repair first = repair_journal(file);
     EXPECT_EQ(first.cut_bytes, 30u);
-    EXPECT_EQ(read(file), kept);
-    EXPECT_EQ(read(first.copy), damaged);
+    EXPECT_EQ(scratch.text_of("collect_file_0000000007"), kept);
+    EXPECT_EQ(scratch.text_of(first.copy.filename()), damaged);
     EXPECT_FALSE(first.copy.filename().string().starts_with("collect_file_"));
 
     EXPECT_EQ(repair_journal(file).cut_bytes, 0u);
-    EXPECT_EQ(read(file), kept);
+    EXPECT_EQ(scratch.text_of("collect_file_0000000007"), kept);
 
     std::ofstream(file, std::ios::app) << "*??";
     EXPECT_NE(repair_journal(file).copy, first.copy);
-    EXPECT_EQ(read(first.copy), damaged);
+    EXPECT_EQ(scratch.text_of(first.copy.filename()), damaged);
     EXPECT_EQ(repair_journal(write("collect_file_1", std::string(150000, 'z'))).cut_bytes, 150000u);
-    EXPECT_EQ(read(directory / "collect_file_1"), "");
+    EXPECT_EQ(scratch.text_of("collect_file_1"), "");
 }
 
 }  // namespace

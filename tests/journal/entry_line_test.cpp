@@ -2,7 +2,7 @@
 #include "host/files.h"
 #include "tests/support/share_test.h"
 
-using entry_line = share_test;
+using entry_line = started_share;
 
 TEST_F(entry_line, writer_keeps_order_and_presence_of_every_field) {
     struct row {
@@ -49,7 +49,6 @@ TEST_F(entry_line, writer_keeps_order_and_presence_of_every_field) {
          "*??|<ADD>|<SHOW>|<ADDV>1|<BAP>O|<MODE>49572|<UID>4294967295|"},
         {true, "object=O", "*??|<ADDV>1|<BAP>O|"},
     };
-    ASSERT_EQ(init(), 0);
     for (const row& r : rows) {
         const std::string path = (root / "line").string();
         index_iface_props props = record_of(r.record);
@@ -93,7 +92,6 @@ TEST_F(entry_line, reader_takes_lines_as_they_come) {
         {"*??|<ADD>|<BAP>O|<CPRP>custom_k", "op=ADD object=O"},
         {"*??|<ADD>|<BAP>O|<UID>", "op=ADD object=O"},
     };
-    ASSERT_EQ(init(), 0);
     for (const row& r : rows) {
         auto* cache = reach::cur_cache(*share);
         std::string line = r.line;

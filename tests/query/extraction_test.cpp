@@ -1,7 +1,7 @@
 // What becomes of one result of the index server.
 #include "tests/support/share_test.h"
 
-using extraction = share_test;
+using extraction = started_share;
 
 TEST_F(extraction, results_are_converted_field_by_field) {
     struct row {
@@ -33,7 +33,6 @@ TEST_F(extraction, results_are_converted_field_by_field) {
          "name=n mode=0 size=0 uid=4294967295 gid=4294967295 atime=0 ctime=0 "
          "mtime=0 dtime=10 vtime=0 etype=0 extent=0 a=0 b=0 c=0"},
     };
-    ASSERT_EQ(init(), 0);
     for (const row& r : rows) {
         reach::sync_folder(*share) = r.sync_folder;
         reach::is_solr_cloud(*share) = r.cloud;

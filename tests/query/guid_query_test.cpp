@@ -3,28 +3,8 @@
 
 namespace {
 
-class guid_query : public share_test {
+class guid_query : public started_share {
 protected:
-    using browse_call = int (index_iface::*)(const index_iface_browse_fields&, index_iface::props_list&);
-
-    int browse(browse_call call, const char* guid, long before = 0, long after = 0) {
-        index_iface_browse_fields fields;
-        fields.object_guid = guid;
-        fields.path = guid;
-        fields.before_time = before;
-        fields.after_time = after;
-        fields.real_before_time = 10'000'000'000;
-        return keep((share.get()->*call)(fields, results));
-    }
-    int browse_not_backedup() { return keep(share->browse_extents_not_backedup(results)); }
-    std::string find(const char* guid, long before = 0) {
-        index_iface_browse_fields fields;
-        fields.object_guid = guid;
-        fields.before_time = before;
-        index_iface_props props;
-        const int ret = share->find_by_guid(fields, props);
-        return ret == 0 ? text_of(props) : std::to_string(ret);
-    }
     std::string last_request() { return request_text(host().http.requests.back()); }
     static std::string replaced(std::string text, const std::string& part, const std::string& by) {
         const std::size_t at = text.find(part);
@@ -35,31 +15,14 @@ protected:
         return counter("finds") + counter("browse_children") + counter("browse_extents") + " " +
                share->get_query_status_msg();
     }
-
-    index_iface::props_list results;
-    std::string texts;  ///< the records of the last browse
-
-private:
-    int keep(int ret) {
-        texts.clear();
-        for (const auto* props : results)
-            texts += text_of(*props) + "\n";
-        const int count = static_cast<int>(results.size());
-        share->delete_browse_memory(results);
-        return ret == 0 ? count : -ret;
-    }
 };
-
-const auto by_path = &index_iface::browse_by_path, by_guid = &index_iface::browse_by_guid,
-           extents = &index_iface::browse_file_extents;
 
 }  // namespace
 
 TEST_F(guid_query, requests_are_those_by_path_but_for_the_key_and_are_never_case_folded) {
     for (const bool sensitive : {true, false}) {
         arguments.caseSensitiveSearch = sensitive;
-        make();
-        ASSERT_EQ(init(), 0);
+        start_over();
         for (const long before : {0L, 7L}) {
             const auto without_case = [&](const std::string& text) {
                 return sensitive ? text : replaced(text, "CASE_INSENSITIVE=true\n", "");
@@ -71,7 +34,7 @@ TEST_F(guid_query, requests_are_those_by_path_but_for_the_key_and_are_never_case
 
             found("/g", before);
             const std::string one = without_case(last_request());
-            find("/g", before);
+            found_guid("/g", before);
             EXPECT_EQ(last_request(), replaced(replaced(one, "EXACT_PATH:2 /5/g", "CONTENTID:2 /g"), "LIST=BACKUPTIME",
                                                "LIST=FAST_URL,BACKUPTIME"));
         }
@@ -79,7 +42,6 @@ TEST_F(guid_query, requests_are_those_by_path_but_for_the_key_and_are_never_case
 }
 
 TEST_F(guid_query, extent_requests_have_options_of_their_own) {
-    ASSERT_EQ(init(), 0);
     const std::string last_common = "NONWINDOWS_PLATFORM=true\n", search = "ENABLE_EXTENT_SEARCH=true\n";
     browse(by_guid, "f", 0, 3);
     std::string common = last_request();
@@ -98,19 +60,18 @@ TEST_F(guid_query, extent_requests_have_options_of_their_own) {
 }
 
 TEST_F(guid_query, extents_carry_their_number_and_only_the_share_wide_browse_lists_deleted_ones) {
-    ASSERT_EQ(init(), 0);
     const std::string extent = "path=/5/f name=f object=e parent=f version=v size=4 vtime=6 etype=1 ";
     host().http.standing.text =
         search_answer({extent + "enum=0 custom.EXTENT_SIZE=4096", extent + "enum=7 dtime=10", extent + "dtime=11"});
     EXPECT_EQ(browse(extents, "f"), 2);
-    const std::string first = texts.substr(0, texts.find('\n'));
+    const std::string first = listed.substr(0, listed.find('\n'));
     EXPECT_EQ(first,
               "version=v object=e parent=f atime=0 ctime=0 mtime=0 vtime=6 etype=1 esize=4096 extent=1 enum=0 "
               "a=0 b=0 c=0");
-    EXPECT_NE(texts.find(" dtime=11 "), std::string::npos);
+    EXPECT_NE(listed.find(" dtime=11 "), std::string::npos);
     EXPECT_EQ(browse(extents, "f", 11), 1) << "the moment asked for decides";
     EXPECT_EQ(browse_not_backedup(), 3);
-    EXPECT_NE(texts.find(" dtime=10 "), std::string::npos);
+    EXPECT_NE(listed.find(" dtime=10 "), std::string::npos);
 
     host().http.requests.clear();
     host().http.standing.text = search_answer({});
@@ -122,7 +83,7 @@ TEST_F(guid_query, extents_carry_their_number_and_only_the_share_wide_browse_lis
         host().http.answers = {{0, search_answer(full)}, {-3, ""}, {-3, ""}};
         results.push_back(new index_iface_props);
         EXPECT_EQ(whole_share ? browse_not_backedup() : browse(extents, "f"), 3);
-        EXPECT_EQ(texts, "") << "all of a browse, or nothing";
+        EXPECT_EQ(listed, "") << "all of a browse, or nothing";
     }
     const std::size_t before = host().http.requests.size();
     EXPECT_EQ(browse_not_backedup(), 0);
@@ -130,60 +91,65 @@ TEST_F(guid_query, extents_carry_their_number_and_only_the_share_wide_browse_lis
 }
 
 TEST_F(guid_query, find_keeps_the_path_of_the_index_and_lays_pending_changes_over_it) {
-    ASSERT_EQ(init(), 0);
     host().http.standing.text = search_answer({"path=/5/d/served name=other object=o size=1"});
-    EXPECT_EQ(find("o").substr(0, 31), "name=served path=/d/served obje");
+    EXPECT_EQ(found_guid("o").substr(0, 31), "name=served path=/d/served obje");
     host().http.answers = {{0, search_answer({"name=kept object=o"})}};
-    EXPECT_EQ(find("o").substr(0, 10), "name=kept ") << "a name without a path stays";
+    EXPECT_EQ(found_guid("o").substr(0, 10), "name=kept ") << "a name without a path stays";
     update("o", "path= size=3");
-    EXPECT_EQ(record_of(find("o")).size, 3);
-    EXPECT_EQ(record_of(find("o")).path, "/d/served");
+    EXPECT_EQ(record_of(found_guid("o")).size, 3);
+    EXPECT_EQ(record_of(found_guid("o")).path, "/d/served");
     host().http.requests.clear();
     add("new");
-    EXPECT_EQ(find("new").substr(0, 24), "op=ADD name=new path=/d/");
+    EXPECT_EQ(found_guid("new").substr(0, 24), "op=ADD name=new path=/d/");
     remove("o");
-    EXPECT_EQ(find("o"), "2");
+    EXPECT_EQ(found_guid("o"), "2");
     EXPECT_TRUE(host().http.requests.empty());
 }
 
 TEST_F(guid_query, front_ends_count_and_report_each_in_its_way) {
-    ASSERT_EQ(init(), 0);
-    EXPECT_EQ(find(nullptr) + find(""), "2222");
+    EXPECT_EQ(found_guid(nullptr) + found_guid(""), "2222");
     EXPECT_EQ(state(), "200 failed");
-    find("o");
-    EXPECT_EQ(state(), "300 operational");
-    EXPECT_EQ(browse(by_guid, nullptr), -22);
-    EXPECT_EQ(browse(by_guid, ""), -22);
-    EXPECT_EQ(state(), "300 operational");
+    index_iface_props untouched = record_of("name=before");
+    EXPECT_EQ(share->find_by_path({}, untouched), 22);
+    EXPECT_EQ(untouched.name, "before");
+    EXPECT_EQ(share->browse_by_path({}, results), 22);
+    EXPECT_EQ(browse(by_path, "/d"), 1);
+    EXPECT_EQ(state(), "320 failed") << "a browse by path counts always and says nothing";
+    share->clear_counters();
+    found_guid("o");
+    for (const char* guid : {static_cast<const char*>(nullptr), ""})
+        EXPECT_EQ(browse(by_guid, guid), -22);
+    EXPECT_EQ(state(), "100 operational");
     EXPECT_EQ(browse(extents, ""), -22);
-    EXPECT_EQ(state(), "301 operational");
+    EXPECT_EQ(state(), "101 operational");
     EXPECT_EQ(times_logged("INDEX_IFACE: Error: object_guid is NULL or empty.", -1), 5);
 
     add("o");
     host().http.requests.clear();
-    for (const browse_call call : {by_guid, extents}) {
+    for (const auto& [call, parent] : {std::pair(by_path, "/d"), {by_guid, "p1"}, {extents, "p1"}}) {
         break_delivery(1);
-        EXPECT_EQ(browse(call, "p1"), -11);
+        EXPECT_EQ(browse(call, parent), -11);
         EXPECT_TRUE(host().http.requests.empty());
         cycle();
         add("o");
     }
-    EXPECT_EQ(state(), "302 operational");
-    EXPECT_EQ(browse_not_backedup(), 1) << "asks for no delivery";
+    EXPECT_EQ(state(), "112 operational");
+    EXPECT_EQ(browse(by_path, "/"), 1) << "children of the root ask for no delivery";
+    EXPECT_EQ(browse_not_backedup(), 1) << "nor do all extents";
     EXPECT_EQ(browse(by_guid, "p2"), 1) << "nor does another directory";
     EXPECT_EQ(items(reach::cur_cache(*share)), "o:1:v1");
     const std::size_t batches = host().collect.batches.size();
     EXPECT_EQ(browse(by_guid, "p1"), 1);
     EXPECT_EQ(host().collect.batches.size(), batches + 1);
-    EXPECT_EQ(state(), "322 operational");
+    EXPECT_EQ(state(), "142 operational");
 
     host().http.standing = {0, search_error(1, "")};
     EXPECT_EQ(browse_not_backedup(), -5);
-    EXPECT_EQ(state(), "322 failed");
+    EXPECT_EQ(state(), "142 failed");
     host().http.standing = {0, search_answer({})};
     EXPECT_EQ(browse(extents, "f"), 0);
-    EXPECT_EQ(state(), "323 operational");
+    EXPECT_EQ(state(), "143 operational");
     host().http.standing = {0, search_error(1, "")};
     EXPECT_EQ(browse(by_guid, "p1"), -5);
-    EXPECT_EQ(state(), "333 failed");
+    EXPECT_EQ(state(), "153 failed");
 }

@@ -4,23 +4,8 @@
 
 namespace {
 
-class path_query : public share_test {
+class path_query : public started_share {
 protected:
-    int browse(const std::string& path, long before = 0, long after = 0) {
-        index_iface_browse_fields fields;
-        fields.path = path.c_str();
-        fields.before_time = before;
-        fields.after_time = after;
-        fields.real_before_time = 10'000'000'000;
-        const int ret = share->browse_by_path(fields, results);
-        names.clear();
-        for (const auto* props : results)
-            names += props->name + " ";
-        const auto count = results.size();
-        share->delete_browse_memory(results);
-        EXPECT_TRUE(results.empty());
-        return ret == 0 ? static_cast<int>(count) : -ret;
-    }
     std::string last_request() { return request_text(host().http.requests.back()); }
     static std::string page(int count) {
         return search_answer(std::vector<std::string>(static_cast<std::size_t>(count), "path=/5/d/n name=n"));
@@ -29,9 +14,6 @@ protected:
         EXPECT_EQ(host().http.requests.size(), count);
         host().http.requests.clear();
     }
-
-    index_iface::props_list results;
-    std::string names;
 };
 
 const std::string states = "0,1,2,12,13,14,15,16,17,1014,1016,2016,3334,3335";
@@ -64,7 +46,7 @@ std::string with_path(std::string text, const std::string& filter) {
 TEST_F(path_query, requests_carry_filters_and_options_in_their_order) {
     arguments.subclient_id = 4294967338;  // cut to 32 bits, but whole in the group key
     hostkit::process_settings().set("identity", "client_id.4294967338", "77");
-    ASSERT_EQ(init(), 0);
+    start_over();
     const std::string newest = "SORTFIELD=VERSION_TIME\nSORT_STYLE=desc\n",
                       oldest = "SORTFIELD=VERSION_TIME\nSORT_STYLE=Ascending\n";
     const std::string versions = "ENABLE_ALL_VERSIONS=true\n";
@@ -72,32 +54,30 @@ TEST_F(path_query, requests_carry_filters_and_options_in_their_order) {
     found("/d/a", 7);
     EXPECT_EQ(last_request(), frame("1 from 0") + " VTIME_SEC:2 0,7\n" +
                                   with_path(defaults(versions, false), "EXACT_PATH:2 /5/d/a") + newest);
-    browse("/");
+    browse(by_path, "/");
     EXPECT_EQ(last_request(), frame("1000 from 0") + with_path(defaults("", false), "BROWSE_PATH:2 /5") + oldest);
     const std::string groups = "_4294967338\nSORT_GROUPS_BY=VERSION_TIME\nSORT_ORDER_GROUPS_BY=desc\nGROUP_LIMIT=1\n";
-    browse("/d", 7, 3);
+    browse(by_path, "/d", 7, 3);
     EXPECT_EQ(last_request(), frame("1000 from 0") + " VTIME_SEC:2 3,7\n" +
                                   with_path(defaults(versions, false), "BROWSE_PATH:2 /5/d") +
                                   "GROUP_RESULTS_BY=zyurl" + groups + oldest);
     arguments.caseSensitiveSearch = false;
-    make();
-    ASSERT_EQ(init(), 0);
+    start_over();
     reach::is_solr_cloud(*share) = true;
     reach::sync_folder(*share) = "/";
-    browse("/d", 7);
+    browse(by_path, "/d", 7);
     EXPECT_EQ(last_request(), frame("1000 from 0") + " VTIME_SEC:2 0,7\n" +
                                   with_path(defaults(versions, true), "BROWSE_PATH:2 //d") + "CASE_INSENSITIVE=true\n" +
                                   "GROUP_RESULTS_BY=FilePathHash" + groups + oldest);
 }
 
 TEST_F(path_query, pages_go_on_while_they_are_full_and_succeed_or_fail_as_one) {
-    ASSERT_EQ(init(), 0);
     host().http.standing.text = page(0);
     for (const auto& [children, exchanges] : {std::pair(0, 1u), {999, 1u}, {1000, 2u}, {1001, 2u}, {2000, 3u}}) {
         host().http.requests.clear();
         for (int rest = children; rest > 0; rest -= 1000)
             host().http.answers.push_back({0, page(std::min(rest, 1000))});
-        EXPECT_EQ(browse("/d"), children);
+        EXPECT_EQ(browse(by_path, "/d"), children);
         for (std::size_t i = 0; i < host().http.requests.size(); ++i) {
             EXPECT_TRUE(
                 request_text(host().http.requests[i]).starts_with("page 1000 from " + std::to_string(i * 1000) + ","));
@@ -108,21 +88,20 @@ TEST_F(path_query, pages_go_on_while_they_are_full_and_succeed_or_fail_as_one) {
     std::vector<std::string> some_gone(1000, "name=n dtime=1");
     some_gone[500] = "name=left path=/5/d/left";
     host().http.answers = {{0, search_answer(some_gone)}, {0, search_answer({"name=more"})}};
-    EXPECT_EQ(browse("/d"), 2);
-    EXPECT_EQ(names, "left more ");
+    EXPECT_EQ(browse(by_path, "/d"), 2);
+    EXPECT_TRUE(listed.starts_with("name=left ") && listed.find("\nname=more ") != std::string::npos) << listed;
 
     host().http.answers = {{0, page(1000)}, {0, search_error(77, "no")}};
     results.push_back(new index_iface_props);  // the caller's own goes with the rest
-    EXPECT_EQ(browse("/d"), -5);
-    EXPECT_EQ(names, "");
+    EXPECT_EQ(browse(by_path, "/d"), -5);
+    EXPECT_EQ(listed, "");
     host().http.answers = {{0, page(3)}};
     scripted::fail_allocation(3);
-    EXPECT_EQ(browse("/d"), -12);
+    EXPECT_EQ(browse(by_path, "/d"), -12);
     scripted::fail_allocation(0);
 }
 
 TEST_F(path_query, exchange_is_tried_twice_and_every_handle_goes_back) {
-    ASSERT_EQ(init(), 0);
     auto& http = host().http;
     const std::string good = search_answer({"path=/5/D/A name=A object=o", "path=/5/x object=second"});
     struct row {
@@ -150,11 +129,10 @@ TEST_F(path_query, exchange_is_tried_twice_and_every_handle_goes_back) {
     }
     http.handles = 9;
     http.answers = {{0, "<html>"}};
-    EXPECT_EQ(browse("/d"), 0);  // a text that cannot be read is an empty page
+    EXPECT_EQ(browse(by_path, "/d"), 0);  // a text that cannot be read is an empty page
 }
 
 TEST_F(path_query, find_lays_what_is_pending_over_the_answer) {
-    ASSERT_EQ(init(), 0);
     host().http.standing.text = search_answer({"path=/5/d/o name=served object=o size=1 mtime=2"});
     EXPECT_EQ(record_of(found("/d/o")).size, 1);
     update("o", "size=3 custom.k=v");
@@ -173,28 +151,4 @@ TEST_F(path_query, find_lays_what_is_pending_over_the_answer) {
     EXPECT_EQ(record_of(found("/d/o")).size, 9);  // merged over the answer
     rotate();
     EXPECT_EQ(record_of(found("/d/o")).size, 1);  // not merged once it stands alone in the waiting cache
-}
-
-TEST_F(path_query, front_ends_count_and_report_each_in_its_way) {
-    ASSERT_EQ(init(), 0);
-    const auto state = [&] { return counter("finds") + counter("browse_children") + share->get_query_status_msg(); };
-    index_iface_browse_fields no_path;
-    index_iface_props props = record_of("name=before");
-    EXPECT_EQ(share->find_by_path(no_path, props), 22);
-    EXPECT_EQ(props.name, "before");
-    EXPECT_EQ(state(), "10failed");
-    EXPECT_EQ(share->browse_by_path(no_path, results), 22);
-    EXPECT_EQ(browse("/d"), 1);
-    EXPECT_EQ(state(), "12failed");  // a browse says nothing
-
-    add("o");
-    host().http.requests.clear();
-    break_delivery(1);
-    EXPECT_EQ(browse("/d"), -11);
-    expect_requests(0);
-    EXPECT_EQ(browse("/"), 1);  // children of the root do not ask for a flush
-    cycle();
-    add("o");
-    EXPECT_EQ(browse("/d"), 1);
-    EXPECT_EQ(host().collect.batches.size(), 3u);
 }

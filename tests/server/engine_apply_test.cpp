@@ -16,7 +16,6 @@ protected:
         return "<" + op + ">|<VGID>" + version + "|<BAP>" + object + more +
                (name.empty() ? "" : "|<EPG>" + docs.root_guid + "|<LFN>" + name);
     }
-    static std::string at(long long second) { return "|<VTIM>" + std::to_string(second * 1000000000); }
 };
 
 TEST_F(engine_apply, a_share_has_its_root_from_its_registration_on) {
@@ -24,43 +23,40 @@ TEST_F(engine_apply, a_share_has_its_root_from_its_registration_on) {
     EXPECT_EQ(again.subclient_id, docs.subclient_id);
     EXPECT_EQ(std::to_string(docs.folder_id).size(), 10u);
     for (const long long moment : {0LL, 1LL, 1700000000LL}) {
-        const std::vector<found_item> root = ask(false, "/", {.at = moment});
-        ASSERT_EQ(root.size(), 1u) << moment;
-        EXPECT_EQ(root[0].object, docs.root_guid);
-        EXPECT_EQ(root[0].mode, 040755);
+        const found_item root = first("/", {.at = moment});
+        EXPECT_EQ(root.object, docs.root_guid);
+        EXPECT_EQ(root.mode, 040755);
     }
     // An update of the root is taken; nothing moves or deletes it, or the share could never be opened again.
     apply({"<UPD>|<VGID>r2|<BAP>" + docs.root_guid + "|<MTIME>77|<EPG>elsewhere|<LFN>5",
            line("ADD", "o", "v", at(5), "a")});
     apply({"<DEL>|<VGID>r2|<BAP>" + docs.root_guid});
-    const std::vector<found_item> root = ask(false, "/");
-    ASSERT_EQ(root.size(), 1u);
-    EXPECT_EQ(root[0].version, "r2");
-    EXPECT_EQ(root[0].mtime, 77);
-    EXPECT_EQ(root[0].dtime, 0);
+    const found_item root = first("/");
+    EXPECT_EQ(root.version, "r2");
+    EXPECT_EQ(root.mtime, 77);
+    EXPECT_EQ(root.dtime, 0);
     EXPECT_EQ(find("/a"), "v");
 }
 
 TEST_F(engine_apply, a_known_version_takes_what_a_line_says_and_keeps_its_time) {
     apply({line("ADD", "o", "v1", at(5) + "|<FS>1|<MODE>33188|<XATTR>x|<CPRP>custom_a:1|<CPRP>custom_b:1", "a")});
     apply({line("UPD", "o", "v1", "|<FS>2|<CTIME>900|<CPRP>custom_b:2")});
-    const std::vector<found_item> items = ask(false, "/a");
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0].size, 2);
-    EXPECT_EQ(items[0].mode, 33188);
-    EXPECT_EQ(items[0].xattr, "x");
-    EXPECT_EQ(items[0].vtime, 5000000000);
+    const found_item item = first("/a");
+    EXPECT_EQ(item.size, 2);
+    EXPECT_EQ(item.mode, 33188);
+    EXPECT_EQ(item.xattr, "x");
+    EXPECT_EQ(item.vtime, 5000000000);
     const std::map<std::string, std::string> expected{{"custom_a", "1"}, {"custom_b", "2"}};
-    EXPECT_EQ(items[0].properties, expected);
-    EXPECT_EQ(ask(false, "/a", {.cloud_columns = true})[0].properties.count("cust_a"), 1u);
+    EXPECT_EQ(item.properties, expected);
+    EXPECT_EQ(first("/a", {.cloud_columns = true}).properties.count("cust_a"), 1u);
 }
 
 TEST_F(engine_apply, the_version_time_is_the_lines_else_the_end_of_its_ctime_second_else_arrival) {
     apply({line("ADD", "a", "v", at(5) + "|<CTIME>900", "a"), line("UPD", "b", "v", "|<CTIME>900|<MTIME>950", "b"),
            line("UPD", "c", "v", "|<MTIME>950", "c")});
-    EXPECT_EQ(ask(false, "/a")[0].vtime, 5000000000);
-    EXPECT_EQ(ask(false, "/b")[0].vtime, 900999999999);
-    EXPECT_GT(ask(false, "/c")[0].vtime, 1700000000LL * 1000000000);
+    EXPECT_EQ(first("/a").vtime, 5000000000);
+    EXPECT_EQ(first("/b").vtime, 900999999999);
+    EXPECT_GT(first("/c").vtime, 1700000000LL * 1000000000);
     // Of two versions of one second the one that came last is the newest, and coming again counts.
     apply({line("UPD", "b", "w", "|<CTIME>900")});
     EXPECT_EQ(find("/b"), "w");
@@ -71,31 +67,26 @@ TEST_F(engine_apply, the_version_time_is_the_lines_else_the_end_of_its_ctime_sec
 TEST_F(engine_apply, what_a_line_leaves_out_comes_from_the_version_before_even_if_that_follows_in_the_file) {
     apply({line("UPD", "o", "v2", "|<CTIME>20|<FS>2"),
            line("ADD", "o", "v1", at(10) + "|<FS>1|<MODE>16877|<UID>7|<OTYP>4|<XATTR>x|<CPRP>custom_k:1", "a")});
-    const std::vector<found_item> items = ask(false, "/a");
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0].size, 2);
-    EXPECT_EQ(items[0].mode, 16877);
-    EXPECT_EQ(items[0].xattr, "x");
-    EXPECT_EQ(items[0].properties.at("custom_k"), "1");
+    const found_item item = first("/a");
+    EXPECT_EQ(item.size, 2);
+    EXPECT_EQ(item.mode, 16877);
+    EXPECT_EQ(item.xattr, "x");
+    EXPECT_EQ(item.properties.at("custom_k"), "1");
     EXPECT_EQ(find("/a", {.at = 15}), "v1");
 
     // What an addition leaves out was not there: a later version does not put it into the past.
     apply({line("UPD", "p", "v2", "|<CTIME>20|<XATTR>late"), line("ADD", "p", "v1", at(10), "b")});
-    EXPECT_EQ(ask(false, "/b", {.at = 15})[0].xattr, "");
-    EXPECT_EQ(ask(false, "/b")[0].xattr, "late");
+    EXPECT_EQ(first("/b", {.at = 15}).xattr, "");
+    EXPECT_EQ(first("/b").xattr, "late");
 }
 
 TEST_F(engine_apply, a_deletion_ends_the_newest_version_up_to_its_time) {
     apply({line("ADD", "o", "v1", at(5) + "|<OTYP>4|<MODE>16877", "a"), line("ADD", "o", "v2", at(20), "a")});
     apply({line("DEL", "o", "v1", "|<OTYP>1|<DTIM>10", "a")});
-    EXPECT_EQ(find("/a"), "v2") << "what came after the deletion goes on";
-    EXPECT_EQ(find("/a", {.at = 9}), "v1");
-    EXPECT_EQ(find("/a", {.at = 10}), "");
+    EXPECT_EQ(finds("/a", {9, 10, 0}), "v1, -, v2") << "what came after the deletion goes on";
     apply({line("DEL", "o", "v2", "|<OTYP>1|<DTIM>30", "a")});
-    EXPECT_EQ(find("/a"), "");
-    EXPECT_EQ(browse("/"), "");
-    EXPECT_EQ(find("/a", {.at = 29}), "v2");
-    const found_item ended = ask(false, "/a").at(0);
+    EXPECT_EQ(finds("/a", {29, 0}) + browse("/"), "v2, -");
+    const found_item ended = first("/a");
     EXPECT_EQ(ended.dtime, 30);
     EXPECT_EQ(ended.properties.at("DELETED_TIME"), "30");
     EXPECT_EQ(ended.mode, 16877) << "filled in from the version before";
@@ -104,22 +95,21 @@ TEST_F(engine_apply, a_deletion_ends_the_newest_version_up_to_its_time) {
 TEST_F(engine_apply, a_deletion_under_a_new_or_no_version_still_ends_the_object) {
     apply({line("ADD", "o", "v1", at(5), "a"), line("ADD", "p", "v1", at(5), "b"), line("ADD", "q", "v1", at(5), "c")});
     apply({line("DEL", "o", "v9", "|<DTIM>10", "a"), "<DEL>|<ADDV>1|<BAP>p|<DTIM>10", "<DEL>|<ADDV>1|<BAP>q|<DTIM>0"});
-    EXPECT_EQ(browse("/"), "");
-    EXPECT_EQ(browse("/", {.at = 9}), "a b c");
-    EXPECT_GT(ask(false, "/c")[0].dtime, 1700000000) << "no time given: the time of arrival";
+    EXPECT_EQ(browses("/", {9, 0}), "a b c, -");
+    EXPECT_GT(first("/c").dtime, 1700000000) << "no time given: the time of arrival";
 }
 
 TEST_F(engine_apply, an_addition_revives_and_an_update_does_not) {
     apply({line("ADD", "o", "v", at(5), "a")});
-    apply({line("DEL", "o", "v", "|<DTIM>10", "a")});
-    apply({line("UPD", "o", "v", "|<FS>3", "a")});
-    EXPECT_EQ(find("/a"), "");
-    apply({line("ADD", "o", "v", at(5) + "|<DTIM>0", "a")});
-    EXPECT_EQ(find("/a"), "v");
-    apply({line("ADD", "o", "v", at(5) + "|<DTIM>12", "a")});
-    EXPECT_EQ(find("/a"), "");
-    apply({line("UPD", "o", "v", "|<DTIM>0", "a")});
-    EXPECT_EQ(find("/a"), "v");
+    const std::pair<std::string, const char*> steps[] = {{line("DEL", "o", "v", "|<DTIM>10", "a"), ""},
+                                                         {line("UPD", "o", "v", "|<FS>3", "a"), ""},
+                                                         {line("ADD", "o", "v", at(5) + "|<DTIM>0", "a"), "v"},
+                                                         {line("ADD", "o", "v", at(5) + "|<DTIM>12", "a"), ""},
+                                                         {line("UPD", "o", "v", "|<DTIM>0", "a"), "v"}};
+    for (const auto& [change, found] : steps) {
+        apply({change});
+        EXPECT_EQ(find("/a"), found) << change;
+    }
 }
 
 TEST_F(engine_apply, a_file_applied_again_alone_or_after_others_changes_nothing) {
@@ -156,7 +146,7 @@ TEST_F(engine_apply, extents_stay_apart_from_the_objects) {
     apply({line("ADD", "o", "v1", at(5) + "|<FS>9", "a"), "<ADD>|<VGID>x|<BAP>o|<FS>4|<IEXT>1|<EXTN>0|<LFN>a",
            "<DEL>|<VGID>x|<BAP>o|<DTIM>7|<IEXT>1|<EXTN>0|<LFN>a"});
     EXPECT_EQ(browse("/"), "a");
-    EXPECT_EQ(ask(false, "/a")[0].size, 9);
+    EXPECT_EQ(first("/a").size, 9);
     EXPECT_NE(rows().find("|o|0|x|o|"), std::string::npos);
 }
 
@@ -181,10 +171,11 @@ TEST_F(engine_apply, two_shares_with_the_same_objects_do_not_meet) {
     const std::string there = "<ADD>|<VGID>v2|<BAP>o|<VTIM>6000000000|<EPG>" + other.root_guid + "|<LFN>b";
     ASSERT_TRUE(apply(other, {there, "<DEL>|<VGID>v9|<BAP>p|<DTIM>9"}).applied);
     EXPECT_EQ(browse("/"), "a");
-    ASSERT_EQ(ask(other, true, "/").size(), 1u);
-    EXPECT_EQ(ask(other, true, "/")[0].name, "b");
+    const std::vector<found_item> held = sent(other, request(other, ask_for::path_children, "/", {}));
+    ASSERT_EQ(held.size(), 1u);
+    EXPECT_EQ(held[0].name, "b");
     // A request cannot name another share than it is for.
-    auto crossed = request(other, true, "/", {});
+    auto crossed = request(other, ask_for::path_children, "/", {});
     crossed.getObjectAccessor(true, true, 2, 2, 14, 157)
         ->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)
         ->emplace_back()

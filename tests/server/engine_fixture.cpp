@@ -1,6 +1,8 @@
 // The verbs of the engine's fixture.
 #include "tests/server/engine_fixture.h"
 
+#include <tuple>
+
 namespace index_server {
 
 namespace {
@@ -106,22 +108,23 @@ ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::st
         add_filter(made, one ? "CONTENTID" : "PARENT_GUID", {value}, 2);
     }
     add_filter(made, "DATA_TYPE", {"1", "2", "3", "4", "5", "6", "7", "8"}, 0);
-    if (how.at != 0 && !extents) add_option(made, "ENABLE_ALL_VERSIONS", "true");
-    add_option(made, "RESPONSE_FIELD_LIST",
-               (what == ask_for::guid ? "FAST_URL," : "") + columns +
-                   (how.cloud_columns ? "cust_*" : "custom_*,DELETED_TIME"));
-    if (extents) add_option(made, "ENABLE_EXTENT_SEARCH", "true");
-    if (how.fold_case) add_option(made, "CASE_INSENSITIVE", "true");
-    if (what == ask_for::extents || (!one && !extents && how.at != 0)) {
-        add_option(made, "GROUP_RESULTS_BY", extents ? "EXTENT_NUMBER" : "zyurl_" + std::to_string(of.subclient_id));
-        add_option(made, "SORT_GROUPS_BY", "VERSION_TIME");
-        add_option(made, "SORT_ORDER_GROUPS_BY", "desc");
-        add_option(made, "GROUP_LIMIT", "1");
-    }
-    if (what != ask_for::extents_to_back_up) {
-        add_option(made, "SORTFIELD", extents ? "EXTENT_NUMBER" : "VERSION_TIME");
-        add_option(made, "SORT_STYLE", one ? "desc" : "Ascending");
-    }
+    const bool grouped = what == ask_for::extents || (!one && !extents && how.at != 0);
+    const bool ordered = what != ask_for::extents_to_back_up;
+    const std::string share_key = "zyurl_" + std::to_string(of.subclient_id), fast = "FAST_URL,";
+    const std::tuple<bool, const char*, std::string> options[] = {
+        {how.at != 0 && !extents, "ENABLE_ALL_VERSIONS", "true"},
+        {true, "RESPONSE_FIELD_LIST",
+         (what == ask_for::guid ? fast : "") + columns + (how.cloud_columns ? "cust_*" : "custom_*,DELETED_TIME")},
+        {extents, "ENABLE_EXTENT_SEARCH", "true"},
+        {how.fold_case, "CASE_INSENSITIVE", "true"},
+        {grouped, "GROUP_RESULTS_BY", extents ? "EXTENT_NUMBER" : share_key},
+        {grouped, "SORT_GROUPS_BY", "VERSION_TIME"},
+        {grouped, "SORT_ORDER_GROUPS_BY", "desc"},
+        {grouped, "GROUP_LIMIT", "1"},
+        {ordered, "SORTFIELD", extents ? "EXTENT_NUMBER" : "VERSION_TIME"},
+        {ordered, "SORT_STYLE", one ? "desc" : "Ascending"}};
+    for (const auto& [wanted, name, option] : options)
+        if (wanted) add_option(made, name, option);
     const auto processing = made.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, true, 1, 1, 14, 159);
     processing->setint64(1, 1, how.page_size != 0 ? how.page_size : one ? 1 : 1000);
     processing->setint64(2, 2, how.page_start);
@@ -145,16 +148,26 @@ bool engine_fixture::gone(const found_item& item, const asked& how) {
 }
 
 std::string engine_fixture::find(const std::string& path, const asked& how) {
-    const std::vector<found_item> items = ask(false, path, how);
+    const std::vector<found_item> items = ask(ask_for::path, path, how);
     return items.empty() || gone(items.front(), how) ? "" : items.front().version;
 }
 
 std::string engine_fixture::browse(const std::string& path, const asked& how) {
     std::string names;
-    for (const found_item& item : ask(true, path, how)) {
+    for (const found_item& item : ask(ask_for::path_children, path, how)) {
         if (!gone(item, how)) names += (names.empty() ? "" : " ") + item.name;
     }
     return names;
+}
+
+std::string engine_fixture::over_time(const std::vector<long long>& seconds,
+                                      const std::function<std::string(const asked&)>& answer) {
+    std::string text;
+    for (const long long second : seconds) {
+        const std::string answered = answer({.at = second});
+        text += (text.empty() ? "" : ", ") + (answered.empty() ? "-" : answered);
+    }
+    return text;
 }
 
 std::string engine_fixture::errors(ZYSearchReq& asking) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -45,27 +46,47 @@ protected:
     apply_outcome apply_bytes(const share& to, const std::string& bytes);
     void reopen();
 
-    /// All items that the engine sends; the path starts at the share's root.
-    std::vector<found_item> ask(bool browse, const std::string& path, const asked& how = {}) {
-        return ask(docs, browse, path, how);
+    /// Lines of a change at a second; an empty parent stands for the root.
+    std::string added(const std::string& object, const std::string& version, long long second,
+                      const std::string& parent, const std::string& name) const {
+        return "<ADD>" + at(second) + "|<VGID>" + version + "|<BAP>" + object + place(parent, name);
     }
-    std::vector<found_item> ask(const share& of, bool browse, const std::string& path, const asked& how = {}) {
-        return sent(of, request(of, browse, path, how));
+    std::string updated(const std::string& object, const std::string& version, long long second,
+                        const std::string& parent, const std::string& name) const {
+        return "<UPD>|<VGID>" + version + "|<BAP>" + object + "|<CTIME>" + std::to_string(second) + place(parent, name);
     }
-    /// All items of any search; `value` is its path or GUID.
+    static std::string deleted(const std::string& object, const std::string& version, long long second) {
+        return "<DEL>|<VGID>" + version + "|<BAP>" + object + "|<DTIM>" + std::to_string(second);
+    }
+    static std::string at(long long second) { return "|<VTIM>" + std::to_string(second * 1000000000); }
+    std::string place(const std::string& parent, const std::string& name) const {
+        return "|<EPG>" + (parent.empty() ? docs.root_guid : parent) + "|<LFN>" + name;
+    }
+
+    /// All items that the engine sends; `value` is the search's path or GUID. Paths start at the share's root.
     std::vector<found_item> ask(ask_for what, const std::string& value, const asked& how = {}) {
         return sent(docs, request(docs, what, value, how));
     }
+    std::vector<found_item> sent(const share& of, KT5ContentIndexing::ZYSearchReq asking);
+    /// The first of these items.
+    found_item first(const std::string& path, const asked& how = {}) { return ask(ask_for::path, path, how).at(0); }
     /// The version GUID that a find gives the library's caller: of the first item, unless that has ended by then.
     std::string find(const std::string& path, const asked& how = {});
     /// The names that a browse gives the library's caller, in the engine's order, with a space between.
     std::string browse(const std::string& path, const asked& how = {});
+
+    /// What is answered when each of these seconds is asked for, 0 for now: "v1, v2, -".
+    static std::string over_time(const std::vector<long long>& seconds,
+                                 const std::function<std::string(const asked&)>& answer);
+    std::string finds(const std::string& path, const std::vector<long long>& seconds) {
+        return over_time(seconds, [&](const asked& how) { return find(path, how); });
+    }
+    std::string browses(const std::string& path, const std::vector<long long>& seconds) {
+        return over_time(seconds, [&](const asked& how) { return browse(path, how); });
+    }
     /// The texts of a response's errors.
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
-    KT5ContentIndexing::ZYSearchReq request(const share& of, bool browse, const std::string& path, const asked& how) {
-        return request(of, browse ? ask_for::path_children : ask_for::path, path, how);
-    }
     KT5ContentIndexing::ZYSearchReq request(const share& of, ask_for what, const std::string& value, const asked& how);
     static void add_option(KT5ContentIndexing::ZYSearchReq& request, const std::string& name, const std::string& value);
     static void add_filter(KT5ContentIndexing::ZYSearchReq& request, const std::string& name,
@@ -81,9 +102,6 @@ protected:
     share docs;
 
     static bool gone(const found_item& item, const asked& how);
-
-private:
-    std::vector<found_item> sent(const share& of, KT5ContentIndexing::ZYSearchReq asking);
 };
 
 }  // namespace index_server

@@ -1,5 +1,6 @@
 // Searches by path: places over time, directories made anew, case, pages, and requests that are not understood.
 #include <set>
+#include <tuple>
 
 #include "tests/server/engine_fixture.h"
 
@@ -7,95 +8,57 @@ namespace index_server {
 
 namespace {
 
-class engine_search : public engine_fixture {
-protected:
-    /// An addition at a second; an empty parent stands for the root.
-    std::string added(const std::string& object, const std::string& version, long long second,
-                      const std::string& parent, const std::string& name) const {
-        return "<ADD>|<VTIM>" + std::to_string(second * 1000000000) + "|<VGID>" + version + "|<BAP>" + object +
-               place(parent, name);
-    }
-    std::string updated(const std::string& object, const std::string& version, long long second,
-                        const std::string& parent, const std::string& name) const {
-        return "<UPD>|<VGID>" + version + "|<BAP>" + object + "|<CTIME>" + std::to_string(second) + place(parent, name);
-    }
-    std::string deleted(const std::string& object, const std::string& version, long long second,
-                        const std::string& parent, const std::string& name) const {
-        return "<DEL>|<VGID>" + version + "|<BAP>" + object + "|<DTIM>" + std::to_string(second) + place(parent, name);
-    }
-    std::string place(const std::string& parent, const std::string& name) const {
-        return "|<EPG>" + (parent.empty() ? docs.root_guid : parent) + "|<LFN>" + name;
-    }
-};
+using engine_search = engine_fixture;
 
 TEST_F(engine_search, a_moved_object_is_found_where_it_was_and_now_only_where_it_is) {
     apply({added("d", "d1", 5, "", "d"), added("e", "e1", 5, "", "e"), added("o", "v1", 10, "d", "a"),
            added("o", "v2", 15, "d", "a")});
     apply({updated("o", "v3", 20, "e", "b"), updated("o", "v4", 30, "e", "b")});
-    EXPECT_EQ(find("/d/a"), "");
-    EXPECT_EQ(find("/e/b"), "v4");
+    EXPECT_EQ(finds("/d/a", {12, 19, 20, 0}), "v1, v2, -, -") << "neither of the versions that stood there";
+    EXPECT_EQ(finds("/e/b", {19, 20, 0}), "-, v3, v4");
     EXPECT_EQ(browse("/d") + "," + browse("/e"), ",b");
-    EXPECT_EQ(find("/d/a", {.at = 12}), "v1");
-    EXPECT_EQ(find("/d/a", {.at = 19}), "v2");
-    EXPECT_EQ(find("/e/b", {.at = 19}), "");
-    EXPECT_EQ(find("/d/a", {.at = 20}), "") << "neither of the versions that stood there";
-    EXPECT_EQ(find("/e/b", {.at = 20}), "v3");
     EXPECT_EQ(browse("/e", {.at = 40}), "b") << "once, in its newest version";
-    // Deleted where it went: no version of either place comes back.
-    apply({deleted("o", "v4", 50, "e", "b")});
+    apply({deleted("o", "v4", 50) + place("e", "b")});
     for (const char* path : {"/d/a", "/e/b"})
-        EXPECT_EQ(find(path, {.at = 60}) + find(path), "") << path;
+        EXPECT_EQ(finds(path, {60, 0}), "-, -") << "no version of either place comes back";
     // Back at the first place under a name that it had before.
     apply({added("o", "v5", 70, "d", "a")});
-    EXPECT_EQ(find("/d/a"), "v5");
-    EXPECT_EQ(find("/d/a", {.at = 60}), "");
+    EXPECT_EQ(finds("/d/a", {60, 0}), "-, v5");
 }
 
-TEST_F(engine_search, children_of_a_renamed_directory_follow_it_without_being_touched) {
-    apply({added("d", "d1", 5, "", "old"), added("o", "v1", 6, "d", "a")});
+TEST_F(engine_search, children_follow_a_renamed_directory_untouched_and_end_with_a_deleted_one) {
+    apply({added("d", "d1", 5, "", "old"), added("o", "v1", 6, "d", "a"), added("p", "v1", 6, "d", "b")});
     apply({updated("d", "d2", 20, "", "new")});
-    EXPECT_EQ(find("/new/a"), "v1");
-    EXPECT_EQ(find("/old/a"), "");
-    EXPECT_EQ(find("/old/a", {.at = 19}), "v1");
-    EXPECT_EQ(find("/new/a", {.at = 19}), "");
-    EXPECT_EQ(browse("/old", {.at = 19}) + "," + browse("/old", {.at = 20}), "a,");
-    EXPECT_EQ(ask(false, "/new/a")[0].path, "/new/a");
-}
-
-TEST_F(engine_search, below_a_deleted_directory_everything_has_ended) {
-    apply({added("d", "d1", 5, "", "d"), added("o", "v1", 6, "d", "a"), added("p", "v1", 6, "d", "b")});
-    apply({deleted("p", "v1", 8, "d", "b"), deleted("d", "d1", 10, "", "d")});
-    EXPECT_EQ(find("/d/a"), "");
-    EXPECT_EQ(ask(false, "/d/a")[0].dtime, 10);
-    EXPECT_EQ(ask(false, "/d/b")[0].dtime, 8) << "it ended before its directory did";
-    EXPECT_EQ(find("/d/a", {.at = 9}), "v1");
-    EXPECT_EQ(find("/d/a", {.at = 10}), "");
+    EXPECT_EQ(finds("/new/a", {19, 0}) + "; " + finds("/old/a", {19, 0}), "-, v1; v1, -");
+    EXPECT_EQ(browses("/old", {19, 20}), "a b, -");
+    EXPECT_EQ(first("/new/a").path, "/new/a");
+    apply({deleted("p", "v1", 28) + place("d", "b"), deleted("d", "d2", 30) + place("", "new")});
+    EXPECT_EQ(finds("/new/a", {29, 30, 0}), "v1, -, -");
+    EXPECT_EQ(first("/new/a").dtime, 30);
+    EXPECT_EQ(first("/new/b").dtime, 28) << "it ended before its directory did";
 }
 
 TEST_F(engine_search, a_directory_made_anew_shows_its_own_children_and_never_the_dead_first) {
     apply({added("d1", "d1", 5, "", "d"), added("o1", "old", 50, "d1", "a"), added("p1", "only", 6, "d1", "b")});
-    apply({deleted("d1", "d1", 60, "", "d")});
+    apply({deleted("d1", "d1", 60) + place("", "d")});
     // The dead child's version is younger than the living one's: a page of one must still give the living.
     apply({added("d2", "d2", 61, "", "d"), added("o2", "new", 40, "d2", "a")});
-    EXPECT_EQ(find("/d/a"), "new");
-    EXPECT_EQ(find("/d/a", {.at = 70}), "new");
-    EXPECT_EQ(find("/d/a", {.at = 55}), "old");
-    EXPECT_EQ(browse("/d"), "a");
-    EXPECT_EQ(browse("/d", {.at = 70}), "a");
-    EXPECT_EQ(browse("/d", {.at = 55}), "b a");
-    const std::vector<found_item> sent = ask(true, "/d");
+    EXPECT_EQ(finds("/d/a", {55, 70, 0}), "old, new, new");
+    EXPECT_EQ(browses("/d", {55, 70, 0}), "b a, a, a");
+    const std::vector<found_item> sent = ask(ask_for::path_children, "/d");
     ASSERT_EQ(sent.size(), 3u) << "the ended ones are sent behind the living";
     EXPECT_EQ(sent[0].version, "new");
     EXPECT_EQ(sent[1].dtime, 60);
 }
 
-TEST_F(engine_search, a_range_has_both_its_ends_and_does_not_hide_the_way) {
+TEST_F(engine_search, a_range_has_both_its_ends_and_does_not_hide_the_way_and_slashes_count_once) {
     apply({added("d", "d1", 5, "", "d"), added("o", "v1", 10, "d", "a"), updated("o", "v2", 20, "d", "a")});
     EXPECT_EQ(find("/d/a", {.at = 20, .after = 20}), "v2");
     EXPECT_EQ(find("/d/a", {.at = 19, .after = 10}), "v1");
     EXPECT_EQ(find("/d/a", {.at = 19, .after = 11}), "");
     EXPECT_EQ(find("/d/a", {.after = 20}), "v2");
     EXPECT_EQ(find("/d/a", {.after = 21}), "") << "only the newest version counts without a past moment";
+    EXPECT_EQ(find("//d///a") + find("/d/a/") + find("/d/a/b") + browse("//d/"), "v2v2a");
 }
 
 TEST_F(engine_search, case_is_folded_on_request_through_every_directory_that_matches) {
@@ -104,11 +67,11 @@ TEST_F(engine_search, case_is_folded_on_request_through_every_directory_that_mat
     EXPECT_EQ(find("/strasse/ÄRGER"), "");
     EXPECT_EQ(find("/Straße/Ärger"), "va");
     EXPECT_EQ(find("/strasse/ÄRGER", {.fold_case = true}), "vb") << "the newest of the two";
-    EXPECT_EQ(ask(false, "/strasse/ÄRGER", {.fold_case = true})[0].path, "/STRASSE/ärger");
+    EXPECT_EQ(first("/strasse/ÄRGER", {.fold_case = true}).path, "/STRASSE/ärger");
     EXPECT_EQ(browse("/strasse", {.fold_case = true}), "Ärger ärger");
     EXPECT_EQ(browse("/strasse", {.at = 20, .fold_case = true}), "Ärger ärger") << "two paths, two groups";
     EXPECT_EQ(find("/\xff bad", {.fold_case = true}), "v");
-    apply({deleted("b", "vb", 20, "e", "ärger")});
+    apply({deleted("b", "vb", 20) + place("e", "ärger")});
     EXPECT_EQ(find("/strasse/ÄRGER", {.fold_case = true}), "va");
 }
 
@@ -130,7 +93,7 @@ TEST_F(engine_search, pages_of_a_large_directory_neither_lose_nor_double_an_entr
         std::set<std::string> names;
         std::vector<std::size_t> sizes;
         for (long long start = 0; start <= 5000; start += 1000) {
-            const auto page = ask(true, "/d", {.at = moment, .page_start = start});
+            const auto page = ask(ask_for::path_children, "/d", {.at = moment, .page_start = start});
             sizes.push_back(page.size());
             for (const found_item& item : page)
                 names.insert(item.name);
@@ -141,34 +104,34 @@ TEST_F(engine_search, pages_of_a_large_directory_neither_lose_nor_double_an_entr
 }
 
 TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_guess) {
-    const auto with_option = [&](const char* name, const char* value) {
-        auto made = request(docs, false, "/", {});
+    const std::tuple<const char*, const char*, const char*> options[] = {
+        {"ENABLE_FLIGHT", "true", "not supported: ENABLE_FLIGHT true\n"},
+        {"GROUP_RESULTS_BY", "zyurl_0", "not supported: GROUP_RESULTS_BY zyurl_0\n"},
+        {"GROUP_LIMIT", "0", "not supported: GROUP_LIMIT 0\n"},
+        {"SORTFIELD", "VERSION_TIME", "a parameter stands twice: SORTFIELD\n"}};
+    for (const auto& [name, value, error] : options) {
+        auto made = request(docs, ask_for::path, "/", {});
         add_option(made, name, value);
-        return errors(made);
-    };
-    EXPECT_EQ(with_option("ENABLE_FLIGHT", "true"), "not supported: ENABLE_FLIGHT true\n");
-    EXPECT_EQ(with_option("GROUP_RESULTS_BY", "zyurl_0"), "not supported: GROUP_RESULTS_BY zyurl_0\n");
-    EXPECT_EQ(with_option("GROUP_LIMIT", "0"), "not supported: GROUP_LIMIT 0\n");
-    EXPECT_EQ(with_option("SORTFIELD", "VERSION_TIME"), "a parameter stands twice: SORTFIELD\n");
-
-    const auto with_filter = [&](const char* name, const std::vector<std::string>& values, int mode) {
-        auto made = request(docs, false, "/", {});
+        EXPECT_EQ(errors(made), error);
+    }
+    const std::tuple<const char*, std::vector<std::string>, int, const char*> filters[] = {
+        {"FILE_NAME", {"o"}, 2, "not supported: field FILE_NAME\n"},
+        {"PARENT_GUID", {"o"}, 2, "the request looks for two things at once\n"},
+        {"VTIME_SEC", {"1"}, 2, "VTIME_SEC takes a low and a high number of seconds\n"},
+        {"CISTATE", {}, 0, "a field without values: CISTATE\n"},
+        {"CISTATE", {"0", "1"}, 2, "not supported: CISTATE 2\n"}};
+    for (const auto& [name, values, mode, error] : filters) {
+        auto made = request(docs, ask_for::path, "/", {});
         add_filter(made, name, values, mode);
-        return errors(made);
-    };
-    EXPECT_EQ(with_filter("FILE_NAME", {"o"}, 2), "not supported: field FILE_NAME\n");
-    EXPECT_EQ(with_filter("PARENT_GUID", {"o"}, 2), "the request looks for two things at once\n");
-    EXPECT_EQ(with_filter("VTIME_SEC", {"1"}, 2), "VTIME_SEC takes a low and a high number of seconds\n");
-    EXPECT_EQ(with_filter("CISTATE", {}, 0), "a field without values: CISTATE\n");
-    EXPECT_EQ(with_filter("CISTATE", {"0", "1"}, 2), "not supported: CISTATE 2\n");
-
-    auto scoped = request(docs, false, "/", {});
-    const auto filters = scoped.getObjectAccessor(true, true, 2, 2, 14, 157);
-    filters->getObjectAccessor(true, true, 1, 1, 14, 154)->setint64(2, 5, 1);
-    auto& group = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)->emplace_back();
+        EXPECT_EQ(errors(made), error);
+    }
+    auto scoped = request(docs, ask_for::path, "/", {});
+    const auto scope = scoped.getObjectAccessor(true, true, 2, 2, 14, 157);
+    scope->getObjectAccessor(true, true, 1, 1, 14, 154)->setint64(2, 5, 1);
+    auto& group = scope->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, true)->emplace_back();
     group.getlistint(2, 2, true)->push_back(static_cast<int>(docs.subclient_id) + 1);
     group.getlistobject<KT5ContentIndexing::FieldValue>(7, 7, true)->emplace_back().setstring(1, 1, "Client");
-    auto& bare = filters->getlistobject<KT5ContentIndexing::ZYSearchGroup>(4, 4, true)->emplace_back();
+    auto& bare = scope->getlistobject<KT5ContentIndexing::ZYSearchGroup>(4, 4, true)->emplace_back();
     const auto criteria = bare.getObjectAccessor(true, true, 4, 4, 14, 150);
     criteria->getlistobject<KT5ContentIndexing::FieldValue>(2, 5, true)->emplace_back().setstring(1, 1, "CISTATE");
     EXPECT_EQ(errors(scoped),
@@ -177,7 +140,7 @@ TEST_F(engine_search, what_a_request_asks_for_in_vain_is_an_error_and_never_a_gu
 
     auto no_path = KT5ContentIndexing::ZYSearchReq();
     EXPECT_EQ(errors(no_path), "pageSize is not between 1 and 10000\nthe request does not say what it looks for\n");
-    auto page = request(docs, true, "/", {.page_size = 10001, .page_start = -1});
+    auto page = request(docs, ask_for::path_children, "/", {.page_size = 10001, .page_start = -1});
     EXPECT_EQ(errors(page), "pageSize is not between 1 and 10000\npageStart is below 0\n");
 }
 

@@ -77,17 +77,11 @@ void served::restart() {
 }
 
 answer served::get(const std::string& path, const std::string& token) {
-    hostkit::http_request request;
-    request.url = hostkit::join_url(server_->base_url(), path);
-    return exchange(std::move(request), token);
+    return exchange({.url = hostkit::join_url(server_->base_url(), path)}, token);
 }
 
 answer served::post(const std::string& path, const std::string& token, const std::string& body) {
-    hostkit::http_request request;
-    request.method = "POST";
-    request.url = hostkit::join_url(server_->base_url(), path);
-    request.body = body;
-    return exchange(std::move(request), token);
+    return exchange({.method = "POST", .url = hostkit::join_url(server_->base_url(), path), .body = body}, token);
 }
 
 std::string served::collect_path(const share_access& to) const {

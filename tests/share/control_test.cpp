@@ -50,33 +50,6 @@ TEST_F(control_test, a_change_takes_every_field_and_a_query_gives_it_back) {
     EXPECT_EQ(ask(add_with(R"("vtime_sec":5)")), R"({"ret":5,"vtime_sec":5})");
 }
 
-TEST_F(control_test, every_operation_of_the_library_is_reached_by_its_name) {
-    ask(add_with(R"("object_guid":"d","parent_guid":"root","path":"/d","vtime":1)"));
-    ask(add_with(R"("object_guid":"f","parent_guid":"d","path":"/d/f","vtime":2)"));
-    ask(add_with(R"("object_guid":"e","parent_guid":"f","path":"/e","vtime":3,"is_extent":1)"));
-    index.log.clear();
-    const std::string rename = R"({"op":"rename_item","old_parent_guid":"root","old_path":"/d","props":)"
-                               R"({"object_guid":"d","parent_guid":"root","path":"/n","vtime":9,"vtime_sec":4})";
-    EXPECT_EQ(ask(rename + "}"), R"({"ret":0,"vtime_sec":4})");
-    EXPECT_EQ(ask(rename + R"(,"flush_now":true})"), R"({"ret":0,"vtime_sec":4})");
-    for (const char* op : {"clear_counters", "dump_caches", "stop_async_browses", "get_num_async_browses", "cleanup"})
-        EXPECT_EQ(ask(R"({"op":")" + std::string(op) + R"("})"), R"({"ret":0})") << op;
-    EXPECT_THAT(index.log, testing::ElementsAre("rename /d to /n", "rename /d to /n", "flush", "clear_counters",
-                                                "dump_caches", "stop_async_browses", "cleanup"));
-    const std::map<std::string, std::string> answers = {
-        {R"({"op":"find_by_guid","fields":{"object_guid":"f"}})", R"("path":"/d/f")"},
-        {R"({"op":"browse_by_guid","fields":{"object_guid":"d"}})", R"("object_guid":"f")"},
-        {R"({"op":"browse_file_extents","fields":{"object_guid":"f"},"fresh_ms":1})", R"("object_guid":"e")"},
-        {R"({"op":"browse_extents_not_backedup"})", R"("object_guid":"e")"},
-        {R"({"op":"get_counters"})", R"({"ret":0,"counters":{"index.adds":"4"}})"},
-        {R"({"op":"get_flush_status_msg"})", R"({"ret":0,"text":"operational"})"},
-        {R"({"op":"get_query_status_msg"})", R"({"ret":0,"text":"waiting"})"},
-        {R"({"op":"log_perf_counters","text":"by hand"})", R"({"ret":0})"},
-    };
-    for (const auto& [line, answer] : answers)
-        EXPECT_THAT(ask(line), HasSubstr(answer)) << line;
-}
-
 TEST_F(control_test, what_is_wrong_is_named) {
     const std::map<std::string, std::string> cases = {
         {"", "no JSON"},

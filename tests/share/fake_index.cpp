@@ -66,16 +66,11 @@ int fake_index::delete_item(const index_iface_props& props) {
 }
 
 int fake_index::rename_item(const index_iface_props& props, const std::string& old_parent_guid,
-                            const std::string& old_path, bool flush_now) {
+                            const std::string& old_path, bool) {
     const auto known = objects.find(props.object_guid);
     if (known == objects.end() || known->second.newest.parent_guid != old_parent_guid) return EPROTO;
     if (const int ret = take("rename " + old_path + " to", props); ret != 0) return ret;
     store(props, index_iface_sec_to_ns(props.ctime) + ns_per_second - 1);
-    return flush_now ? note("flush") : 0;
-}
-
-int fake_index::note(const std::string& call) {
-    log.push_back(call);
     return 0;
 }
 
@@ -107,60 +102,14 @@ int fake_index::browse_by_path(const index_iface_browse_fields& fields, std::vec
     const std::string path = fields.path;
     log.push_back("browse " + path);
     if (failing_browses.count(path)) return -1;
-    const std::size_t first = results.size();
-    children(walk(path), false, results);
-    for (std::size_t place = first; place < results.size(); ++place)
-        results[place].path = (path == "/" ? "" : path) + "/" + leaf_of(results[place].path);
-    return 0;
-}
-
-void fake_index::children(const std::vector<std::string>& parents, bool extents, records& results) const {
+    const std::vector<std::string> parents = walk(path);
     for (const auto& [guid, child] : objects) {
         const bool below = std::find(parents.begin(), parents.end(), child.newest.parent_guid) != parents.end();
-        if (child.alive && below && (child.newest.is_extent == 1) == extents) results.push_back(child.newest);
+        if (!child.alive || !below) continue;
+        results.push_back(child.newest);
+        results.back().path = (path == "/" ? "" : path) + "/" + leaf_of(child.newest.path);
     }
-}
-
-int fake_index::find_by_guid(const index_iface_browse_fields& fields, index_iface_props& props) {
-    const auto found = objects.find(fields.object_guid);
-    if (found == objects.end() || !found->second.alive) return ENOENT;
-    props = found->second.newest;
     return 0;
-}
-
-int fake_index::browse_by_guid(const index_iface_browse_fields& fields, records& results) {
-    children({fields.object_guid}, false, results);
-    return 0;
-}
-
-int fake_index::browse_file_extents(const index_iface_browse_fields& fields, records& results) {
-    children({fields.object_guid}, true, results);
-    return 0;
-}
-
-int fake_index::browse_extents_not_backedup(records& results) {
-    for (const auto& [guid, child] : objects)
-        if (child.newest.is_extent == 1) results.push_back(child.newest);
-    return 0;
-}
-
-int fake_index::get_counters(std::map<std::string, std::string>& counters) {
-    counters["index.adds"] = std::to_string(objects.size());
-    return 0;
-}
-
-int fake_index::get_flush_status_msg(std::string& text) {
-    text = "operational";
-    return 0;
-}
-
-int fake_index::get_query_status_msg(std::string& text) {
-    text = "waiting";
-    return 0;
-}
-
-freshness fake_index::deliver(std::chrono::milliseconds, std::stop_token) {
-    return {true, 0, 0};
 }
 
 std::set<std::string> fake_index::paths() const {

@@ -64,50 +64,26 @@ TEST_F(reconcile_test, first_pass_reports_everything_and_browses_nothing_below_n
     expect_settled();
 }
 
-TEST_F(reconcile_test, reports_exactly_what_changed) {
-    tree.make_directory("d");
-    for (const char* name : {"d/stays", "d/changes", "d/goes"})
-        tree.write(name);
-    pass();
-    index.objects.at(guid_of("/d/stays")).newest.atime += 1000;  // that alone makes no version
-    tree.write("d/changes", "longer than before");
-    tree.remove("d/goes");
-    tree.make_directory("d/new");
-    pass();
-    EXPECT_THAT(changes(), testing::IsSupersetOf({"update /d/changes", "add /d/new", "delete /d/goes"}));
-    EXPECT_THAT(changes(), Not(testing::Contains(HasSubstr("stays"))));
-    expect_settled();
-}
-
-TEST_F(reconcile_test, a_moved_directory_is_one_move_and_its_children_stay) {
-    tree.make_directory("old/inner");
-    for (int number = 0; number < 20; ++number)
-        tree.write("old/inner/file" + std::to_string(number));
-    pass();
-    const std::string directory = guid_of("/old");
-    const std::string child = guid_of("/old/inner/file7");
-    tree.rename("old", "zz_moved");
-    tree.rename("zz_moved/inner/file7", "a_file");
-    const reconcile_summary second = pass();
-    EXPECT_EQ(second.moved, 2u);
-    EXPECT_THAT(changes(), testing::IsSupersetOf({"rename /old to /zz_moved", "rename /old/inner/file7 to /a_file"}));
-    EXPECT_EQ(second.added + second.deleted, 0u);
-    EXPECT_LE(second.updated, 2u) << "the root and the directory that lost a file";
-    EXPECT_EQ(guid_of("/zz_moved"), directory);
-    EXPECT_EQ(guid_of("/a_file"), child);
-    expect_settled();
-}
-
-TEST_F(reconcile_test, what_changed_below_a_moved_directory_is_compared_where_it_now_is) {
+TEST_F(reconcile_test, reports_exactly_what_changed_and_a_moved_directory_as_one_move) {
     tree.make_directory("old/inner");
     tree.make_directory("other");
-    for (const char* name : {"old/inner/same", "old/inner/changed", "old/inner/gone", "old/swapped", "other/swapped"})
-        tree.write(name);
+    for (const char* name : {"same", "changed", "gone", "leaves"})
+        tree.write("old/inner/" + std::string(name));
+    tree.write("old/swapped"), tree.write("other/swapped");
     pass();
-    const std::string swapped[] = {guid_of("/old/swapped"), guid_of("/other/swapped")};
+    const std::map<std::string, std::string> moves{{"/old", "/new/place"},
+                                                   {"/old/inner", "/new/place/renamed"},
+                                                   {"/old/inner/leaves", "/a_file"},
+                                                   {"/old/swapped", "/other/swapped"},
+                                                   {"/other/swapped", "/new/place/swapped"}};
+    std::map<std::string, std::string> guids;
+    for (const auto& [from, to] : moves)
+        guids[to] = guid_of(from);
+    index.objects.at(guid_of("/old/inner/same")).newest.atime += 1000;  // that alone makes no version
     tree.make_directory("new");
     tree.rename("old", "new/place");
     tree.rename("new/place/inner", "new/place/renamed");
+    tree.rename("new/place/renamed/leaves", "a_file");
     tree.write("new/place/renamed/changed", "longer than before");
     tree.remove("new/place/renamed/gone");
     tree.write("new/place/renamed/added");
@@ -115,15 +91,15 @@ TEST_F(reconcile_test, what_changed_below_a_moved_directory_is_compared_where_it
     tree.rename("new/place/swapped", "other/swapped");
     tree.rename("aside", "new/place/swapped");
     const reconcile_summary second = pass();
-    EXPECT_EQ(second.moved, 4u);
+    EXPECT_EQ(second.moved, moves.size());
     EXPECT_EQ(second.added, 2u);
     EXPECT_EQ(second.deleted, 1u);
     EXPECT_THAT(changes(), testing::IsSupersetOf({"rename /old to /new/place", "add /new/place/renamed/added",
                                                   "rename /old/inner to /new/place/renamed",
                                                   "update /new/place/renamed/changed", "delete /old/inner/gone"}));
     EXPECT_THAT(changes(), Not(testing::Contains(HasSubstr("same"))));
-    EXPECT_EQ(guid_of("/other/swapped"), swapped[0]);
-    EXPECT_EQ(guid_of("/new/place/swapped"), swapped[1]);
+    for (const auto& [path, guid] : guids)
+        EXPECT_EQ(guid_of(path), guid) << path;
     expect_settled();
 }
 

@@ -1,10 +1,9 @@
-// The plan for calls, and the three services of which only single calls are taken from the linked host.
+// The plan for calls, and the two of the keyed cache that can fail.
 #include "tests/support/fault_plan.h"
 
 #include <mutex>
 
 #include "cache/mem_cache.h"
-#include "host/files.h"
 
 namespace {
 
@@ -60,28 +59,16 @@ bool cuts_writes() {
 
 }  // namespace scripted
 
-// The linker sends the calls of these three here (see tests/CMakeLists.txt).
-CXoError real_create_directory(const char* path, bool parents) asm("__real__ZN12CXoDirectory6CreateEPKcb");
-CXoError create_directory(const char* path, bool parents) asm("__wrap__ZN12CXoDirectory6CreateEPKcb");
-CXoError create_directory(const char* path, bool parents) {
-    if (scripted::refuses("directory")) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
-    return real_create_directory(path, parents);
+SCRIPTED_CALL(int, update_keyed_cache, "_Z30generic_cache_update_with_key1P13generic_cachePKciP21generic_cache_element",
+              generic_cache* cache, const char* key, int length, generic_cache_element* element) {
+    return scripted::refuses("remember") ? scripted::refused_errno
+                                         : real_update_keyed_cache(cache, key, length, element);
 }
 
-#define KEYED_CACHE_UPDATE "_Z30generic_cache_update_with_key1P13generic_cachePKciP21generic_cache_element"
-int real_update(generic_cache*, const char*, int, generic_cache_element*) asm("__real_" KEYED_CACHE_UPDATE);
-int update_keyed_cache(generic_cache*, const char*, int, generic_cache_element*) asm("__wrap_" KEYED_CACHE_UPDATE);
-int update_keyed_cache(generic_cache* cache, const char* key, int length, generic_cache_element* element) {
-    return scripted::refuses("remember") ? scripted::refused_errno : real_update(cache, key, length, element);
-}
-
-#define KEYED_CACHE_INIT "_Z24generic_cache_init_cacheiiPFvP21generic_cache_elementEPFiPKciES6_bb"
-generic_cache* real_init(int, int, generic_cache_callback, generic_cache_hash, generic_cache_hash, bool,
-                         bool) asm("__real_" KEYED_CACHE_INIT);
-generic_cache* init_keyed_cache(int, int, generic_cache_callback, generic_cache_hash, generic_cache_hash, bool,
-                                bool) asm("__wrap_" KEYED_CACHE_INIT);
-generic_cache* init_keyed_cache(int capacity, int num_buckets, generic_cache_callback on_delete,
-                                generic_cache_hash hash1, generic_cache_hash hash2, bool case1, bool case2) {
+SCRIPTED_CALL(generic_cache*, init_keyed_cache,
+              "_Z24generic_cache_init_cacheiiPFvP21generic_cache_elementEPFiPKciES6_bb", int capacity, int num_buckets,
+              generic_cache_callback on_delete, generic_cache_hash hash1, generic_cache_hash hash2, bool case1,
+              bool case2) {
     if (scripted::refuses("keyed cache")) return nullptr;
-    return real_init(capacity, num_buckets, on_delete, hash1, hash2, case1, case2);
+    return real_init_keyed_cache(capacity, num_buckets, on_delete, hash1, hash2, case1, case2);
 }

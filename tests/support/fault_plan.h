@@ -6,6 +6,13 @@
 #include <string>
 #include <vector>
 
+/// Begins the function to which the linker sends all calls of a symbol of the host (see tests/CMakeLists.txt); what
+/// they called is named real_ and the function's name.
+#define SCRIPTED_CALL(result, name, symbol, ...)           \
+    result real_##name(__VA_ARGS__) asm("__real_" symbol); \
+    result name(__VA_ARGS__) asm("__wrap_" symbol);        \
+    result name(__VA_ARGS__)
+
 namespace scripted {
 
 struct fault_mode {

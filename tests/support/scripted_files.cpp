@@ -1,10 +1,7 @@
-// The file class on real files, with faults on demand; and access(2), so that a test can say what is there.
+// The host's file and directory calls with faults on demand; and access(2), so that a test can say what is there.
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <fstream>
 
 #include "host/files.h"
 #include "tests/support/scripted_host.h"
@@ -16,12 +13,12 @@ namespace {
 
 constexpr const char* op_names[] = {"open ", "read ", "write ", "size "};
 
-std::string leaf_of(const std::string& name) {
-    return name.substr(name.rfind('/') + 1);
+std::string leaf_of(std::string_view name) {
+    return std::string(name.substr(name.rfind('/') + 1));
 }
 
 // What is planned for this operation: an error number, a write cut short, or nothing.
-file_fault planned(file_op op, const std::string& name, unsigned count = 0) {
+file_fault planned(file_op op, std::string_view name, unsigned count = 0) {
     const scripted::own_memory mine;
     if (scripted::refuses(op_names[static_cast<int>(op)] + leaf_of(name))) {
         const bool cut = op == file_op::write && scripted::cuts_writes();
@@ -29,7 +26,7 @@ file_fault planned(file_op op, const std::string& name, unsigned count = 0) {
     }
     const std::lock_guard guard(scripted::host().lock);
     for (file_fault& fault : scripted::host().files.faults) {
-        const bool meant = fault.op == op && fault.times > 0 && name.find(fault.name_part) != std::string::npos;
+        const bool meant = fault.op == op && fault.times > 0 && name.find(fault.name_part) != name.npos;
         if (!meant || fault.skip-- > 0) continue;
         --fault.times;
         return fault;
@@ -37,81 +34,55 @@ file_fault planned(file_op op, const std::string& name, unsigned count = 0) {
     return {};
 }
 
-/// Runs a system call unless its failure is planned. The call's result is negative on failure.
+/// Makes a call unless its failure is planned.
 template <class Call>
 CXoError attempt(const file_fault& plan, Call call) {
-    errno = plan.error_number;
-    return plan.error_number != 0 || call() < 0 ? FXErrorUtil::ErrorErrNo(errno) : CXoError::Success();
+    return plan.error_number != 0 ? FXErrorUtil::ErrorErrNo(plan.error_number) : call();
+}
+
+template <class Call>
+CXoError unless_refused(const char* what, const char* path, Call call) {
+    const scripted::own_memory mine;
+    return scripted::refuses(what + leaf_of(path)) ? FXErrorUtil::ErrorErrNo(scripted::refused_errno) : call();
 }
 
 }  // namespace
 
-CXoFile::~CXoFile() {
-    Close();
-}
-
-CXoError CXoFile::Open(const char* name, int flags, int mode) {
+SCRIPTED_CALL(CXoError, open_file, "_ZN7CXoFile4OpenEPKcii", CXoFile* file, const char* name, int flags, int mode) {
     const scripted::own_memory mine;
     {
         const std::lock_guard guard(scripted::host().lock);
         scripted::host().files.opens.push_back(leaf_of(name) + " " + std::to_string(flags) + " " +
                                                std::to_string(mode));
     }
-    return attempt(planned(file_op::open, name), [&] {
-        const int opened = ::open(name, flags, mode);
-        if (opened >= 0) {
-            Close();
-            descriptor_ = opened;
-            name_ = name;
-        }
-        return opened;
-    });
+    return attempt(planned(file_op::open, name), [&] { return real_open_file(file, name, flags, mode); });
 }
 
-CXoError CXoFile::Read(void* buffer, std::uint32_t count, std::uint32_t& count_read) {
-    return attempt(planned(file_op::read, name_), [&] {
-        const ssize_t got = ::read(descriptor_, buffer, count);
-        count_read = static_cast<std::uint32_t>(std::max<ssize_t>(got, 0));
-        return got;
-    });
+SCRIPTED_CALL(CXoError, read_file, "_ZN7CXoFile4ReadEPvjRj", CXoFile* file, void* buffer, std::uint32_t count,
+              std::uint32_t& got) {
+    return attempt(planned(file_op::read, file->GetName()), [&] { return real_read_file(file, buffer, count, got); });
 }
 
-CXoError CXoFile::Write(const void* data, std::uint32_t count, std::uint32_t& count_written) {
-    const file_fault plan = planned(file_op::write, name_, count);
-    return attempt(plan, [&] {
-        const ssize_t put = ::write(descriptor_, data, count - std::min(count, plan.short_by));
-        count_written = static_cast<std::uint32_t>(std::max<ssize_t>(put, 0));
-        return put;
-    });
+SCRIPTED_CALL(CXoError, write_file, "_ZN7CXoFile5WriteEPKvjRj", CXoFile* file, const void* data, std::uint32_t count,
+              std::uint32_t& put) {
+    const file_fault plan = planned(file_op::write, file->GetName(), count);
+    return attempt(plan, [&] { return real_write_file(file, data, count - std::min(count, plan.short_by), put); });
 }
 
-CXoError CXoFile::Size(std::uint64_t& size) {
-    return attempt(planned(file_op::size, name_), [&] {
-        struct stat status {};
-        const int ret = ::fstat(descriptor_, &status);
-        size = static_cast<std::uint64_t>(status.st_size);
-        return ret;
-    });
+SCRIPTED_CALL(CXoError, size_of_file, "_ZN7CXoFile4SizeERm", CXoFile* file, std::uint64_t& size) {
+    return attempt(planned(file_op::size, file->GetName()), [&] { return real_size_of_file(file, size); });
 }
 
-CXoError CXoFile::Close() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-    descriptor_ = -1;
-    name_.clear();
-    return CXoError::Success();
+SCRIPTED_CALL(CXoError, delete_file, "_ZN7CXoFile6DeleteEPKcb", const char* path, bool ignore_missing) {
+    return unless_refused("delete ", path, [&] { return real_delete_file(path, ignore_missing); });
 }
 
-CXoError CXoFile::Delete(const char* path, bool) {
-    const scripted::own_memory mine;
-    if (scripted::refuses("delete " + leaf_of(path))) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
-    return attempt({}, [&] { return ::unlink(path); });
+SCRIPTED_CALL(CXoError, copy_file, "_ZN7CXoFile4CopyEPKcS1_", const char* source, const char* target) {
+    return unless_refused("copy ", source, [&] { return real_copy_file(source, target); });
 }
 
-CXoError CXoFile::Copy(const char* source, const char* target) {
-    const scripted::own_memory mine;
-    if (scripted::refuses("copy " + leaf_of(source))) return FXErrorUtil::ErrorErrNo(scripted::refused_errno);
-    std::ofstream(target, std::ios::binary) << std::ifstream(source, std::ios::binary).rdbuf();
-    return CXoError::Success();
+SCRIPTED_CALL(CXoError, create_directory, "_ZN12CXoDirectory6CreateEPKcb", const char* path, bool parents) {
+    return unless_refused("directory", "", [&] { return real_create_directory(path, parents); });
 }
 
 extern "C" int access(const char* path, int mode) noexcept {

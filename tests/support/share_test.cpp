@@ -9,6 +9,27 @@
 #include "hostkit/log.h"
 #include "hostkit/settings.h"
 
+namespace {
+
+index_iface_browse_fields asked(const char* path, const char* guid, long before = 0, long after = 0) {
+    index_iface_browse_fields fields;
+    fields.path = path;
+    fields.object_guid = guid;
+    fields.before_time = before;
+    fields.after_time = after;
+    return fields;
+}
+
+/// The record that a query gives, as a text, or its result.
+template <class Query>
+std::string answer(Query query) {
+    index_iface_props props;
+    const int ret = query(props);
+    return ret == 0 ? text_of(props) : std::to_string(ret);
+}
+
+}  // namespace
+
 share_test::share_test() {
     script_good_host();
     root_text = (root / "state").string();
@@ -90,23 +111,43 @@ void share_test::break_delivery(int times) {
 }
 
 std::string share_test::cached(const std::string& path, const std::string& version, long before, long after) {
-    index_iface_browse_fields fields;
-    fields.path = path.c_str();
+    index_iface_browse_fields fields = asked(path.c_str(), nullptr, before, after);
     fields.version_guid = version.empty() ? nullptr : version.c_str();
-    fields.before_time = before;
-    fields.after_time = after;
-    index_iface_props props;
-    const int ret = reach::find_props_in_cache_by_path(*share, fields, props);
-    return ret == 0 ? text_of(props) : std::to_string(ret);
+    return answer([&](auto& props) { return reach::find_props_in_cache_by_path(*share, fields, props); });
 }
 
 std::string share_test::found(const std::string& path, long before) {
-    index_iface_browse_fields fields;
-    fields.path = path.c_str();
-    fields.before_time = before;
-    index_iface_props props;
-    const int ret = share->find_by_path(fields, props);
-    return ret == 0 ? text_of(props) : std::to_string(ret);
+    return answer([&](auto& props) { return share->find_by_path(asked(path.c_str(), nullptr, before), props); });
+}
+
+std::string share_test::cached_guid(const char* guid, index_iface_time_t real_before) {
+    index_iface_browse_fields fields = asked(nullptr, guid);
+    fields.real_before_time = real_before;
+    return answer([&](auto& props) { return reach::find_props_in_cache_by_guid(*share, fields, props); });
+}
+
+std::string share_test::found_guid(const char* guid, long before) {
+    return answer([&](auto& props) { return share->find_by_guid(asked(nullptr, guid, before), props); });
+}
+
+bool share_test::touched(const std::string& guid) {
+    return reach::find_in_par_cache_by_guid(*share, asked(nullptr, guid.c_str())) == 0;
+}
+
+int share_test::browse(browse_call call, const char* of, long before, long after) {
+    index_iface_browse_fields fields = asked(of, of, before, after);
+    fields.real_before_time = 10'000'000'000;
+    return keep((share.get()->*call)(fields, results));
+}
+
+int share_test::keep(int ret) {
+    listed.clear();
+    for (const auto* props : results)
+        listed += text_of(*props) + "\n";
+    const int count = static_cast<int>(results.size());
+    share->delete_browse_memory(results);
+    EXPECT_TRUE(results.empty());
+    return ret == 0 ? count : -ret;
 }
 
 std::string share_test::items(const index_iface::index_iface_cache* cache) {

@@ -46,6 +46,19 @@ protected:
     /// The answer of the caches, of a find by path: "2", or the record's text.
     std::string cached(const std::string& path, const std::string& version = "", long before = 0, long after = 0);
     std::string found(const std::string& path, long before = 0);
+    /// The same by GUID; the caches alone answer with a record not younger than `real_before` (ns).
+    std::string cached_guid(const char* guid,
+                            index_iface_time_t real_before = index_iface_browse_fields().real_before_time);
+    std::string found_guid(const char* guid, long before = 0);
+    /// A browse of that path or GUID: the number of records, which `listed` then holds a line each, or the result made
+    /// negative.
+    using browse_call = int (index_iface::*)(const index_iface_browse_fields&, index_iface::props_list&);
+    static constexpr browse_call by_path = &index_iface::browse_by_path, by_guid = &index_iface::browse_by_guid,
+                                 extents = &index_iface::browse_file_extents;
+    int browse(browse_call call, const char* of, long before = 0, long after = 0);
+    int browse_not_backedup() { return keep(share->browse_extents_not_backedup(results)); }
+    /// Whether a change to a child of that directory is pending.
+    bool touched(const std::string& guid);
     /// What a cache's list holds, as "object:operation:version", "-" for an item without a record.
     static std::string items(const index_iface::index_iface_cache* cache);
     std::string counter(const std::string& name);
@@ -67,8 +80,18 @@ protected:
     const std::filesystem::path root = scratch.path();
     index_iface::args arguments;
     std::unique_ptr<index_iface> share;
+    index_iface::props_list results;  ///< what the caller of the next browse has in its list
+    std::string listed;
 
 private:
+    int keep(int ret);
+
     std::string root_text;
     std::size_t log_begin = 0;
+};
+
+/// Begins with the object started. A test that wants other arguments sets them and starts over.
+class started_share : public share_test {
+protected:
+    void SetUp() override { ASSERT_EQ(init(), 0); }
 };

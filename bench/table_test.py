@@ -6,7 +6,7 @@ import subprocess
 import sys
 import tempfile
 
-TABLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, os.pardir, "bench", "table.py")
+TABLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "table.py")
 
 
 def runs(name, *seconds, **more):
