@@ -20,11 +20,15 @@ constexpr int busy_wait_ms = 10000;
                              (handle != nullptr ? sqlite3_errmsg(handle) : "out of memory"));
 }
 
-/// The database holds what the shares hold, so it belongs to its owner alone; its side files take its mode over.
+/// The database holds what the shares hold, so it belongs to its owner alone; its side files take its mode over. One that
+/// is there is not opened: closing it here would end the locks that other connections of this process have on it.
 void make_private_file(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
-    ::close(descriptor);
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    } else if (errno != EEXIST) {
+        throw std::runtime_error("cannot make " + path + ": " + std::strerror(errno));
+    }
 }
 
 class sqlite_cursor : public sql_cursor {

@@ -16,8 +16,9 @@ import traceback
 from database import Database
 
 PROGRAM = os.path.abspath(sys.argv[1])
-# With the directory of PostgreSQL's programs behind it, every index server of the test keeps its index there.
-DATABASE = Database(sys.argv[2]) if len(sys.argv) > 2 else None
+# With the directory of PostgreSQL's programs named, every index server of the test keeps its index there.
+POSTGRESQL_PROGRAMS = os.environ.get("IIF_TEST_POSTGRESQL")
+DATABASE = Database(POSTGRESQL_PROGRAMS) if POSTGRESQL_PROGRAMS else None
 DONE, NOT_FOUND, USAGE, CANNOT_REACH, REFUSED = range(5)
 
 SUMMARY = re.compile(

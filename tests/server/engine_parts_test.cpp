@@ -51,7 +51,7 @@ TEST_F(engine_parts, a_file_in_parts_does_what_it_does_whole) {
     EXPECT_EQ(outcome.lines, lines.size());
     const std::string in_parts = rows();
     EXPECT_EQ(find("/n7"), "v2");
-    EXPECT_EQ(ask(false, "/n7")[0].mode, 33188);
+    EXPECT_EQ(ask(ask_for::path, "/n7")[0].mode, 33188);
     ASSERT_TRUE(apply_in_parts(bytes, 1 << 20).applied);
     EXPECT_EQ(rows(), in_parts);
 
@@ -68,7 +68,7 @@ TEST_F(engine_parts, an_object_with_a_long_past_is_changed_where_a_line_says) {
         apply({line("ADD", 1, version(i), i * 10, "|<VTIM>" + std::to_string(i * 10'000'000'000) + place(i % 2))});
     // Of a version that is not among the newest: known by its name.
     apply({"<UPD>|<VGID>v5|<BAP>o1|<FS>7"});
-    EXPECT_EQ(ask(false, "/n1", {.at = 55})[0].size, 7);
+    EXPECT_EQ(ask(ask_for::path, "/n1", {.at = 55})[0].size, 7);
     EXPECT_EQ(find("/n0"), "v100");
     // A new version between old ones takes over from the one before it.
     apply({line("UPD", 1, "between", 55, "|<FS>8")});

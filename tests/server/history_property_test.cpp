@@ -72,7 +72,7 @@ std::string history_property::compare_one(const model_state& state, const std::s
     if (path) expected = *path + " " + state.at(guid).version + " " + std::to_string(state.at(guid).size);
     std::string wrong = difference("find " + guid, when, found(ask(ask_for::guid, guid, when), when), expected);
     if (wrong.empty() && path)
-        wrong = difference("find " + *path, when, found(ask(false, *path, when), when), expected);
+        wrong = difference("find " + *path, when, found(ask(ask_for::path, *path, when), when), expected);
     return wrong;
 }
 
@@ -82,7 +82,7 @@ std::string history_property::compare_directory(const model_state& state, const 
     std::string wrong =
         difference("browse " + guid, when, listed(ask(ask_for::guid_children, guid, when), when), expected);
     if (wrong.empty() && path)
-        wrong = difference("browse " + *path, when, listed(ask(true, *path, when), when), expected);
+        wrong = difference("browse " + *path, when, listed(ask(ask_for::path_children, *path, when), when), expected);
     return wrong;
 }
 
@@ -100,7 +100,7 @@ std::string history_property::compare_at(random_namespace& life, const model_sta
             return path_in(state, docs.root_guid, entry.first) == name;
         });
         if (wrong.empty() && !taken)
-            wrong = difference(std::string("find ") + name, when, found(ask(false, name, when), when), "");
+            wrong = difference(std::string("find ") + name, when, found(ask(ask_for::path, name, when), when), "");
     }
     return wrong;
 }

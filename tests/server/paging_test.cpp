@@ -90,7 +90,7 @@ TEST_F(paging, offset_is_counted_from_the_front_when_the_place_is_forgotten) {
         ASSERT_EQ(reader.order.size(), 25u);
         expect_once(reader, 0, 25);
         EXPECT_EQ(reader.order.front() + reader.order.back(), "o0o24");
-        EXPECT_TRUE(ask(true, "/d", {.at = moment, .page_size = 10, .page_start = 30}).empty());
+        EXPECT_TRUE(ask(ask_for::path_children, "/d", {.at = moment, .page_size = 10, .page_start = 30}).empty());
     }
 }
 
