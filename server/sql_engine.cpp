@@ -124,11 +124,12 @@ public:
     }
 
     std::optional<transaction_record> transaction(const std::string& id) override {
-        return reading([&](reader& from) { return read_transaction(*from.connection, id); });
+        return reading([&](reader& from) { return read_transaction(*from.connection, id, server_name_); });
     }
 
     std::optional<transaction_record> last_transaction(std::int64_t subclient_id) override {
-        return reading([&](reader& from) { return read_last_transaction(*from.connection, subclient_id); });
+        return reading(
+            [&](reader& from) { return read_last_transaction(*from.connection, subclient_id, server_name_); });
     }
 
     std::vector<transaction_record> open_transactions() override {
