@@ -1,13 +1,11 @@
 // The table of endpoints, authorisation, and the search exchange.
 #include "server/routes.h"
 
-#include <exception>
 #include <utility>
 
 #include <boost/json.hpp>
 
 #include "host/message_classes.h"
-#include "hostkit/log.h"
 #include "server/collect_routes.h"
 #include "server/management.h"
 #include "server/metrics_route.h"
@@ -42,6 +40,11 @@ const char* route_name(const std::string& path) {
     if (path == health_path) return "healthz";
     if (path == metrics_path) return "metrics";
     return "unknown";
+}
+
+http_reply health_reply(bool is_well) {
+    if (is_well) return {200, "ok", "text/plain"};
+    return {503, "the storage cannot be reached", "text/plain"};
 }
 
 http_plan answered(http_reply reply) {
@@ -82,7 +85,8 @@ routes::routes(const server_settings& settings, engine& storage, share_registry&
       shares_(shares),
       tokens_(tokens),
       collects_(collects),
-      metrics_(metrics) {}
+      metrics_(metrics),
+      health_(storage) {}
 
 http_plan routes::plan(const http_head& head) {
     http_plan plan = plan_known(head);
@@ -108,15 +112,8 @@ http_plan routes::plan_known(const http_head& head) {
 }
 
 http_plan routes::plan_health() {
-    return worked(0, lane::search, [this](const std::string&) -> http_reply {
-        try {
-            storage_.share_of_subclient(0);
-            return {200, "ok", "text/plain"};
-        } catch (const std::exception& failure) {
-            HOSTKIT_LOG(-1, "index server: the storage cannot be reached: %s", failure.what());
-            return {503, "the storage cannot be reached", "text/plain"};
-        }
-    });
+    if (const std::optional<bool> is_well = health_.recent()) return answered(health_reply(*is_well));
+    return worked(0, lane::search, [this](const std::string&) { return health_reply(health_.ask()); });
 }
 
 http_plan routes::plan_metrics(const grant& asker) {
