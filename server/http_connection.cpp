@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include <boost/asio/post.hpp>
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -68,8 +68,8 @@ public:
 private:
     template <class Step>
     void on_strand(Step step) {
-        asio::post(stream_.get_executor(),
-                   [self = shared_from_this(), step = std::move(step)]() mutable { step(*self); });
+        asio::dispatch(stream_.get_executor(),
+                       [self = shared_from_this(), step = std::move(step)]() mutable { step(*self); });
     }
 
     void allow(long limit_ms) { stream_.transport().expires_after(std::chrono::milliseconds(limit_ms)); }

@@ -2,6 +2,7 @@
 #include "server/http_listener.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <exception>
 #include <functional>
@@ -32,7 +33,8 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr unsigned network_threads = 2;
+/// Network threads that never search, so that every other request is taken and answered meanwhile.
+constexpr int free_network_threads = 2;
 constexpr unsigned collect_threads = 4;
 constexpr std::chrono::milliseconds accept_pause{100};
 
@@ -60,15 +62,15 @@ struct http_listener::impl {
         : settings(the_settings),
           metrics(the_metrics),
           identity(the_identity),
-          context{the_settings, service, the_metrics, [this](lane where, std::function<void()> work) {
-                      asio::post(where == lane::search ? search_pool : collect_pool, std::move(work));
-                  }} {}
+          context{the_settings, service, the_metrics,
+                  [this](lane where, std::function<void()> work) { do_work(where, std::move(work)); }} {}
 
     void listen();
     void accept();
     void on_accept(error_code error, tcp::socket socket);
     void take(tcp::socket socket);
     void run_network();
+    void do_work(lane where, std::function<void()> work);
 
     const server_settings& settings;
     server_metrics& metrics;
@@ -79,12 +81,25 @@ struct http_listener::impl {
     asio::strand<asio::io_context::executor_type> accepting{network.get_executor()};
     tcp::acceptor acceptor{accepting};
     asio::steady_timer pause{accepting};
-    asio::thread_pool search_pool{std::max(2u, std::thread::hardware_concurrency())};
+    const int searchers = static_cast<int>(std::max(2u, std::thread::hardware_concurrency()));
+    std::atomic<int> searching_in_place{0};  ///< by network threads; a stale count sends one more search to the pool
+    asio::thread_pool search_pool{static_cast<unsigned>(searchers)};
     asio::thread_pool collect_pool{collect_threads};
     connection_context context;
     std::vector<std::thread> threads;
     unsigned short port = 0;
 };
+
+/// A search runs where its request was read, as long as network threads are left: going to another thread and back
+/// costs more than most searches.
+void http_listener::impl::do_work(lane where, std::function<void()> work) {
+    if (where == lane::collect) return asio::post(collect_pool, std::move(work));
+    if (searching_in_place.fetch_add(1) < searchers)
+        work();
+    else
+        asio::post(search_pool, std::move(work));
+    searching_in_place.fetch_sub(1);
+}
 
 void http_listener::impl::listen() {
     const tcp::endpoint endpoint = endpoint_of(settings);
@@ -165,7 +180,7 @@ http_listener::~http_listener() {
 void http_listener::start() {
     impl_->listen();
     asio::post(impl_->accepting, [this] { impl_->accept(); });
-    for (unsigned i = 0; i < network_threads; ++i)
+    for (int i = 0; i < impl_->searchers + free_network_threads; ++i)
         impl_->threads.emplace_back([this] { impl_->run_network(); });
 }
 

@@ -9,6 +9,7 @@
 #include "server/collect_routes.h"
 #include "server/management.h"
 #include "server/metrics_route.h"
+#include "server/search_query.h"
 #include "server/share_routes.h"
 
 namespace index_server {
@@ -23,7 +24,7 @@ constexpr const char* health_path = "/healthz";
 constexpr const char* metrics_path = "/metrics";
 
 /// errorCode of a request that names no share that the server has.
-constexpr long long unknown_share_code = 22;
+constexpr int unknown_share_code = 22;
 
 bool begins_with(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
@@ -148,17 +149,11 @@ http_reply routes::search(const grant& asker, const std::string& body) {
     if (request.unserialize(text) != 0) return error_reply(400, "the body is not a search request");
     const std::int64_t subclient = subclient_of(request);
     if (subclient != 0 && !asker.covers(subclient)) return error_reply(403, "the token does not grant this share");
-    KT5ContentIndexing::ZYSearchResp response;
-    if (const std::optional<share> target = shares_.by_subclient(subclient)) {
-        storage_.search(*target, request, response);
-    } else {
-        CNMessageBase& error = response.getlistobject<KT5ContentIndexing::Error>(1, 1, true)->emplace_back();
-        error.setint64(1, 1, unknown_share_code);
-        error.setstring(2, 2, "the security group names no share of this server");
-    }
+    const std::optional<share> target = shares_.by_subclient(subclient);
     http_reply reply;
     reply.content_type = "text/xml; charset=utf-8";
-    response.serialize(reply.body, false);
+    reply.body = target ? storage_.search(*target, request)
+                        : refusal({{unknown_share_code, "the security group names no share of this server"}});
     return reply;
 }
 

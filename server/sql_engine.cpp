@@ -137,8 +137,7 @@ public:
     }
 
     apply_outcome apply_collect_file(const share& target, const std::string& path) override;
-    void search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
-                KT5ContentIndexing::ZYSearchResp& response) override;
+    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) override;
 
 private:
     const std::string server_name_;
@@ -159,17 +158,11 @@ apply_outcome sql_engine::apply_collect_file(const share& target, const std::str
     return outcome;
 }
 
-void sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
-                        KT5ContentIndexing::ZYSearchResp& response) {
+std::string sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request) {
     search_query query;
     const std::vector<search_fault> faults = read_search_request(request, target, query);
-    for (const search_fault& fault : faults)
-        add_search_error(response, fault.code, fault.text);
-    if (!faults.empty()) return;
-
-    auto items = reading([&](reader& from) { return from.searches.items(target, query); });
-    const auto result_set = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-    *result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true) = std::move(items);
+    if (!faults.empty()) return refusal(faults);
+    return reading([&](reader& from) { return from.searches.answer(target, query); });
 }
 
 }  // namespace

@@ -82,12 +82,8 @@ public:
         return {true, 1, 0, ""};
     }
     /// One result, named like the share.
-    void search(const share& target, KT5ContentIndexing::ZYSearchReq&,
-                KT5ContentIndexing::ZYSearchResp& response) override {
-        auto results = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-        results->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true)
-            ->emplace_back()
-            .setstring(3, 9, target.name);
+    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq&) override {
+        return "<ZYSearchResp><resultSet><resultItems name=\"" + target.name + "\"/></resultSet></ZYSearchResp>";
     }
 
 private:
