@@ -75,6 +75,9 @@ public:
     /// Applies a whole collect file in one storage transaction, durable on return; or nothing of it.
     virtual apply_outcome apply_collect_file(const share& target, const std::string& path) = 0;
 
+    /// Whether searches read files of this machine alone and wait for nothing else.
+    virtual bool is_embedded() const { return false; }
+
     /// The text of the ZYSearchResp that answers a search of one share. What is wrong with the request becomes an entry
     /// of its `errors`.
     virtual std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) = 0;

@@ -64,6 +64,15 @@ http_plan worked(std::size_t most_body_bytes, lane work_lane, Work work) {
     return plan;
 }
 
+/// A search about now reads a row or a page. For one about a range of time or for groups, all that is in question may
+/// have to be read and put in order first.
+bool is_short_search(const std::string& body) {
+    for (const char* sign : {"VTIME_SEC", "ENABLE_ALL_VERSIONS", "GROUP_RESULTS_BY"}) {
+        if (body.find(sign) != std::string::npos) return false;
+    }
+    return true;
+}
+
 /// The share that a search asks, by its subclient; 0 when it names none.
 std::int64_t subclient_of(KT5ContentIndexing::ZYSearchReq& request) {
     auto filters = request.getObjectAccessor(true, false, 2, 2, 14, 157);
@@ -125,8 +134,10 @@ http_plan routes::plan_metrics(const grant& asker) {
 }
 
 http_plan routes::plan_search(const grant& asker) {
-    return worked(settings_.max_search_bytes, lane::search,
-                  [this, asker](const std::string& body) { return search(asker, body); });
+    http_plan plan = worked(settings_.max_search_bytes, lane::search,
+                            [this, asker](const std::string& body) { return search(asker, body); });
+    if (storage_.is_embedded()) plan.is_short = is_short_search;
+    return plan;
 }
 
 http_plan routes::plan_management(const http_head& head, const grant& asker, const std::string& tag) {
