@@ -12,7 +12,7 @@ enum text : std::size_t { guid, version_guid, link_target, xattr, file_guid, tex
 
 constexpr hit_rows::selection extents{
     "SELECT r.id, r.number, r.vtime, r.size, r.extent_type, r.backup_id, r.guid, r.version_guid, r.link_target, "
-    "r.xattr, f.guid FROM extent r JOIN object f ON f.share = r.share AND f.id = r.file",
+    "r.xattr, (SELECT guid FROM object WHERE share = ?1 AND id = r.file) FROM extent r",
     numbers, texts, "SELECT extent, name, value FROM extent_property WHERE share = ?1 AND extent"};
 
 void write_item(const search_query& query, const search_hit& hit, const hit_row& row, hostkit::message_stream& into) {
