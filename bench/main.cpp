@@ -2,7 +2,8 @@
 // batch, its "per_op" the mean of one operation, and "p99" and "p99.9" come from one more batch that is timed
 // operation by operation.
 //
-// usage: bench [--tmpfs DIR] [--disk DIR] [--batches N,N...] [--files N,N...] [options of Google Benchmark]
+// usage: bench [--tmpfs DIR] [--disk DIR] [--batches N,N...] [--files N,N...]
+//              [--indexed N,N...] [options of Google Benchmark]
 #include <benchmark/benchmark.h>
 #include <sys/utsname.h>
 
@@ -24,6 +25,7 @@
 #include "bench/ingest.h"
 #include "bench/library_subjects.h"
 #include "bench/peers.h"
+#include "bench/served_subjects.h"
 
 namespace {
 
@@ -38,6 +40,7 @@ struct options {
     std::string disk = ".";
     std::vector<std::size_t> batches{1000, 4096, 200000};
     std::vector<std::size_t> files{20000, 1000000};
+    std::vector<std::size_t> indexed{1000000};
 };
 
 double seconds_since(steady_clock::time_point begin) {
@@ -134,6 +137,19 @@ void register_workload(const std::string& name, int threads, const std::string& 
     }
 }
 
+void register_served(const options& chosen) {
+    using namespace bench;
+    const auto add = [&](const char* name, const std::vector<contestant>& contestants) {
+        register_workload(name, 1, "disk", chosen.disk, chosen.indexed, contestants);
+    };
+    add("find_served_path", {{"index_iface", served_find_path}, {"bare_parts", bare_find_path}});
+    add("find_served_guid", {{"index_iface", served_find_guid}, {"bare_parts", bare_find_guid}});
+    add("browse_thousand", {{"index_iface", served_browse}, {"bare_parts", bare_browse}});
+    add("browse_last_page", {{"index_iface", last_page}, {"first_page", first_page}});
+    add("browse_last_page_then", {{"index_iface", last_page_then}, {"first_page", first_page_then}});
+    add("find_ten_shares_fed", {{"index_iface", ten_shares_fed}, {"quiet", ten_shares_quiet}});
+}
+
 void register_all(const options& chosen) {
     using namespace bench;
     const std::vector<contestant> add{{"index_iface", library_add},
@@ -170,6 +186,7 @@ void register_all(const options& chosen) {
                       {{"index_iface", sqlite_ingest}, {"bare_insert", bare_sqlite_insert}});
     register_workload("ingest_postgresql", 1, "tmp", chosen.disk, chosen.files,
                       {{"index_iface", postgresql_ingest}, {"bare_copy", bare_postgresql_copy}});
+    register_served(chosen);
 }
 
 std::string processor() {
@@ -214,6 +231,9 @@ int main(int count, char** arguments) {
     app.add_option("--disk", chosen.disk, "A directory on a disk")->capture_default_str();
     app.add_option("--batches", chosen.batches, "Changes in one batch")->delimiter(',')->capture_default_str();
     app.add_option("--files", chosen.files, "Lines of one collect file")->delimiter(',')->capture_default_str();
+    app.add_option("--indexed", chosen.indexed, "Objects in the index that is searched")
+        ->delimiter(',')
+        ->capture_default_str();
     CLI11_PARSE(app, count, arguments);
     try {
         bench::prepare_host();

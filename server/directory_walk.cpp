@@ -29,10 +29,8 @@ constexpr const char* find_newest_sql = "SELECT coalesce(max(id), 0) FROM versio
 // Here rows of all shares are numbered in one order of arrival, and only the whole table has an index by row.
 constexpr const char* find_newest_in_table_sql = "SELECT coalesce(max(id), 0) FROM version WHERE ?1 > 0";
 constexpr const char* versions_of_row_sql =
-    "SELECT o.id, o.parent, o.dtime, o.vtime FROM version n JOIN version o ON o.share = n.share AND o.object = "
-    "n.object "
-    "WHERE n.share = ?1 AND n.id = ?2 "
-    "ORDER BY o.vtime DESC, o.arrival DESC";
+    "SELECT id, parent, dtime, vtime FROM version WHERE share = ?1 "
+    "AND object = (SELECT object FROM version WHERE share = ?1 AND id = ?2) ORDER BY vtime DESC, arrival DESC";
 
 }  // namespace
 

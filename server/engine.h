@@ -75,9 +75,12 @@ public:
     /// Applies a whole collect file in one storage transaction, durable on return; or nothing of it.
     virtual apply_outcome apply_collect_file(const share& target, const std::string& path) = 0;
 
-    /// Answers a search of one share. What is wrong with the request becomes an entry of `errors` in the response.
-    virtual void search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
-                        KT5ContentIndexing::ZYSearchResp& response) = 0;
+    /// Whether searches read files of this machine alone and wait for nothing else.
+    virtual bool is_embedded() const { return false; }
+
+    /// The text of the ZYSearchResp that answers a search of one share. What is wrong with the request becomes an entry
+    /// of its `errors`.
+    virtual std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) = 0;
 };
 
 /// Opens the embedded engine, whose database lies in `directory`, and brings its schema up to date.

@@ -1,6 +1,6 @@
 // What the lines of a collect file do to the extents of files. A version of an extent is known by its file, its number
-// and its version GUID; a deletion ends the version that it names, which must not come before newer ones by that; otherwise
-// the rules are those of object_rules.h.
+// and its version GUID; a deletion ends the version that it names, which must not come before newer ones by that;
+// otherwise the rules are those of object_rules.h.
 #pragma once
 
 #include <cstdint>

@@ -52,14 +52,14 @@ history::history(sql_connection& connection)
 
 bool history::matches(const place_filter& place, std::string_view name) const {
     if (!place.name) return true;
-    return place.fold_case ? folded_name(name) == key_ : name == *place.name;
+    return place.fold_case ? folded_name(name) == folded_ : name == *place.name;
 }
 
 void history::newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit) {
     sql_statement& rows = place.name ? newest_of_name_ : newest_in_directory_;
     const statement_run run(rows);
     rows.bind(1, share_).bind(2, place.parent);
-    if (place.name) rows.bind(3, key_ = folded_name(*place.name));
+    if (place.name) rows.bind(3, name_key(folded_ = folded_name(*place.name)));
     while (rows.step()) {
         version_in_place version = read_row(rows);
         version.in_place = true;
@@ -71,7 +71,7 @@ void history::all(const place_filter& place, const std::function<void(const std:
     sql_statement& rows = place.name ? all_of_name_ : all_in_directory_;
     const statement_run run(rows);
     rows.bind(1, share_).bind(2, place.parent);
-    if (place.name) rows.bind(3, key_ = folded_name(*place.name));
+    if (place.name) rows.bind(3, name_key(folded_ = folded_name(*place.name)));
 
     std::vector<version_in_place> versions;
     while (rows.step()) {

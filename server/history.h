@@ -60,7 +60,7 @@ private:
     bool matches(const place_filter& place, std::string_view name) const;
 
     std::int64_t share_ = 0;
-    std::string key_;
+    std::string folded_;
     sql_statement newest_in_directory_;
     sql_statement newest_of_name_;
     sql_statement all_in_directory_;

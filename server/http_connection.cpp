@@ -4,7 +4,8 @@
 //                                                                                `--not kept--> leaving
 //
 // Each state has a time limit of its own but work, which the service bounds. All members are used on the connection's
-// strand. Work runs on other threads on what was moved out of here for it, and comes back through a post to the strand.
+// loop. Work runs on other threads on what was moved out of here for it, and comes back through a post to the loop;
+// what is short is done in place.
 #include "server/http_connection.h"
 
 #include <atomic>
@@ -13,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include <boost/asio/post.hpp>
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -56,20 +57,20 @@ public:
     ~connection() override { context_.metrics.connection_ends(); }
 
     void start() override {
-        on_strand([](connection& self) { self.stream_.is_tls() ? self.greet() : self.wait_for_request(); });
+        on_loop([](connection& self) { self.stream_.is_tls() ? self.greet() : self.wait_for_request(); });
     }
 
     void end(bool now) override {
-        on_strand([now](connection& self) {
+        on_loop([now](connection& self) {
             if (now || self.is_idle_) self.stream_.transport().close();
         });
     }
 
 private:
     template <class Step>
-    void on_strand(Step step) {
-        asio::post(stream_.get_executor(),
-                   [self = shared_from_this(), step = std::move(step)]() mutable { step(*self); });
+    void on_loop(Step step) {
+        asio::dispatch(stream_.get_executor(),
+                       [self = shared_from_this(), step = std::move(step)]() mutable { step(*self); });
     }
 
     void allow(long limit_ms) { stream_.transport().expires_after(std::chrono::milliseconds(limit_ms)); }
@@ -159,6 +160,7 @@ private:
         early_ = std::move(plan.reply);
         target_ = std::move(plan.target);
         run_ = std::move(plan.run);
+        is_short_ = std::move(plan.is_short);
         lane_ = plan.work_lane;
         body_.clear();
         if (expects) return tell_to_continue();
@@ -207,7 +209,7 @@ private:
                 HOSTKIT_LOG(-1, "index server: cannot take a body: %s", failure.what());
                 written = false;
             }
-            self->on_strand([written](connection& back) {
+            self->on_loop([written](connection& back) {
                 if (written) return back.read_body();
                 back.target_.reset();
                 back.refuse(error_reply(500, "the body could not be stored"));
@@ -221,18 +223,19 @@ private:
         if (std::shared_ptr<body_target> target = std::exchange(target_, nullptr)) {
             return post_request([target](const reply_sink& sink) { target->finish(sink); });
         }
-        post_request([run = std::exchange(run_, nullptr), body = std::exchange(body_, {})](const reply_sink& sink) {
-            run(body, sink);
-        });
+        const bool at_once = is_short_ && is_short_(body_);
+        post_request([run = std::exchange(run_, nullptr),
+                      body = std::exchange(body_, {})](const reply_sink& sink) { run(body, sink); },
+                     at_once);
     }
 
-    void post_request(std::function<void(const reply_sink&)> work) {
+    void post_request(std::function<void(const reply_sink&)> work, bool at_once = false) {
         auto answered = std::make_shared<std::atomic_flag>();  // set by whoever answers first; only that one counts
         const reply_sink sink = [self = shared_from_this(), answered](http_reply reply) {
             if (answered->test_and_set()) return;
-            self->on_strand([reply = std::move(reply)](connection& back) mutable { back.respond(std::move(reply)); });
+            self->on_loop([reply = std::move(reply)](connection& back) mutable { back.respond(std::move(reply)); });
         };
-        context_.post_work(lane_, [sink, work = std::move(work)] {
+        const auto guarded = [sink, work = std::move(work)] {
             try {
                 work(sink);
             } catch (const storage_unavailable& away) {
@@ -242,7 +245,11 @@ private:
                 HOSTKIT_LOG(-1, "index server: a request failed: %s", failure.what());
                 sink(error_reply(500, "internal error"));
             }
-        });
+        };
+        if (at_once)
+            guarded();
+        else
+            context_.post_work(lane_, guarded);
     }
 
     /// Answers without having read the request to its end, and closes.
@@ -313,6 +320,7 @@ private:
     std::optional<http_reply> early_;
     std::shared_ptr<body_target> target_;
     std::function<void(const std::string&, const reply_sink&)> run_;
+    std::function<bool(const std::string&)> is_short_;
     lane lane_ = lane::search;
     std::string body_;
 };

@@ -30,7 +30,7 @@ struct connection_context {
 
 /// An accepted connection.
 struct accepted_connection {
-    boost::asio::ip::tcp::socket socket;             ///< its executor is a strand
+    boost::asio::ip::tcp::socket socket;             ///< its executor runs one thing at a time
     std::string peer;                                ///< "address:port"
     std::shared_ptr<boost::asio::ssl::context> tls;  ///< null: plain
     std::shared_ptr<void> ticket;                    ///< let go of when the connection is gone

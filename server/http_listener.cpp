@@ -11,13 +11,11 @@
 #include <utility>
 #include <vector>
 
-#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 
 #include "hostkit/log.h"
@@ -32,7 +30,6 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr unsigned network_threads = 2;
 constexpr unsigned collect_threads = 4;
 constexpr std::chrono::milliseconds accept_pause{100};
 
@@ -41,6 +38,36 @@ tcp::endpoint endpoint_of(const server_settings& settings) {
     const asio::ip::address address = asio::ip::make_address(settings.listen_address, malformed);
     if (malformed) throw std::runtime_error("[" + settings.listen_address + "] is not a numeric IP address");
     return {address, settings.port};
+}
+
+unsigned processors() {
+    return std::max(2u, std::thread::hardware_concurrency());
+}
+
+/// A thread with the connections that belong to it for good: what they have to do wakes no other thread, and of each
+/// connection one thing runs at a time.
+struct network_loop {
+    void run() {
+        for (;;) {
+            try {
+                context.run();
+                return;
+            } catch (const std::exception& failure) {
+                HOSTKIT_LOG(-1, "index server: a connection failed: %s", failure.what());
+            }
+        }
+    }
+
+    asio::io_context context{1};
+    asio::executor_work_guard<asio::io_context::executor_type> keep_running{context.get_executor()};
+    std::thread thread;
+};
+
+std::vector<std::unique_ptr<network_loop>> make_loops() {
+    std::vector<std::unique_ptr<network_loop>> made(processors());
+    for (auto& loop : made)
+        loop = std::make_unique<network_loop>();
+    return made;
 }
 
 }  // namespace
@@ -68,21 +95,20 @@ struct http_listener::impl {
     void accept();
     void on_accept(error_code error, tcp::socket socket);
     void take(tcp::socket socket);
-    void run_network();
+    network_loop& next_loop() { return *loops[accepted++ % loops.size()]; }
 
     const server_settings& settings;
     server_metrics& metrics;
     const tls_identity* const identity;
     connection_book book;
-    asio::io_context network;
-    asio::executor_work_guard<asio::io_context::executor_type> keep_running{network.get_executor()};
-    asio::strand<asio::io_context::executor_type> accepting{network.get_executor()};
-    tcp::acceptor acceptor{accepting};
-    asio::steady_timer pause{accepting};
-    asio::thread_pool search_pool{std::max(2u, std::thread::hardware_concurrency())};
+    std::vector<std::unique_ptr<network_loop>> loops = make_loops();
+    std::size_t accepted = 0;  ///< on the first loop alone
+    tcp::acceptor acceptor{loops.front()->context};
+    asio::steady_timer pause{loops.front()->context};
+    asio::thread_pool search_pool{processors()};
     asio::thread_pool collect_pool{collect_threads};
     connection_context context;
-    std::vector<std::thread> threads;
+    bool is_running = false;
     unsigned short port = 0;
 };
 
@@ -101,10 +127,8 @@ void http_listener::impl::listen() {
 }
 
 void http_listener::impl::accept() {
-    acceptor.async_accept(asio::make_strand(network),
-                          asio::bind_executor(accepting, [this](error_code error, tcp::socket socket) {
-                              on_accept(error, std::move(socket));
-                          }));
+    acceptor.async_accept(next_loop().context,
+                          [this](error_code error, tcp::socket socket) { on_accept(error, std::move(socket)); });
 }
 
 void http_listener::impl::on_accept(error_code error, tcp::socket socket) {
@@ -143,17 +167,6 @@ void http_listener::impl::take(tcp::socket socket) {
     connection->start();
 }
 
-void http_listener::impl::run_network() {
-    for (;;) {
-        try {
-            network.run();
-            return;
-        } catch (const std::exception& failure) {
-            HOSTKIT_LOG(-1, "index server: a connection failed: %s", failure.what());
-        }
-    }
-}
-
 http_listener::http_listener(const server_settings& settings, http_service& service, server_metrics& metrics,
                              const tls_identity* identity)
     : impl_(std::make_unique<impl>(settings, service, metrics, identity)) {}
@@ -164,9 +177,10 @@ http_listener::~http_listener() {
 
 void http_listener::start() {
     impl_->listen();
-    asio::post(impl_->accepting, [this] { impl_->accept(); });
-    for (unsigned i = 0; i < network_threads; ++i)
-        impl_->threads.emplace_back([this] { impl_->run_network(); });
+    asio::post(impl_->acceptor.get_executor(), [this] { impl_->accept(); });
+    for (auto& loop : impl_->loops)
+        loop->thread = std::thread([&loop = *loop] { loop.run(); });
+    impl_->is_running = true;
 }
 
 void http_listener::begin_stop() {
@@ -175,10 +189,11 @@ void http_listener::begin_stop() {
 }
 
 void http_listener::stop() {
-    if (impl_->threads.empty()) return;
+    if (!impl_->is_running) return;
+    impl_->is_running = false;
     begin_stop();
     impl_->book.wait_for_present(std::chrono::milliseconds(impl_->settings.stop_timeout_ms));
-    asio::post(impl_->accepting, [this] {
+    asio::post(impl_->acceptor.get_executor(), [this] {
         error_code ignored;
         impl_->acceptor.close(ignored);
         impl_->pause.cancel();
@@ -188,10 +203,10 @@ void http_listener::stop() {
     impl_->collect_pool.stop();
     impl_->search_pool.join();
     impl_->collect_pool.join();
-    impl_->network.stop();
-    for (std::thread& thread : impl_->threads)
-        thread.join();
-    impl_->threads.clear();
+    for (auto& loop : impl_->loops)
+        loop->context.stop();
+    for (auto& loop : impl_->loops)
+        loop->thread.join();
 }
 
 unsigned short http_listener::port() const {

@@ -48,7 +48,10 @@ struct http_plan {
     std::optional<http_reply> reply;                                            ///< the answer is known already
     std::unique_ptr<body_target> target;                                        ///< the body goes there
     std::function<void(const std::string& body, const reply_sink& reply)> run;  ///< wants the body whole; may throw
-    std::uint64_t most_body_bytes = 0;                                          ///< a longer body is refused
+    /// Whether `run` is over before going to a worker would be, so that it may be done on the network thread. Absent:
+    /// no.
+    std::function<bool(const std::string& body)> is_short;
+    std::uint64_t most_body_bytes = 0;  ///< a longer body is refused
     lane work_lane = lane::search;
     const char* route = "unknown";  ///< under which the request is counted
 };

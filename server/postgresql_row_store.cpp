@@ -15,30 +15,34 @@ namespace {
 // Few enough that the planner goes by the index of a large table, enough that the round trip does not count.
 constexpr std::size_t keys_at_once = 1000;
 
-#define IIF_OF_KEYS(columns) " FROM unnest(" columns ") WITH ORDINALITY AS w"
-constexpr const char* find_objects_sql = "SELECT w.n, o.id, o.newest" IIF_OF_KEYS(
-    "?2::bytea[]") "(guid, n) JOIN object o ON o.share = ?1 AND o.guid = w.guid";
-constexpr const char* set_newest_sql =
-    "UPDATE object o SET newest = w.newest" IIF_OF_KEYS("?2::bigint[], ?3::bigint[]") "(id, newest, n) "
-    "WHERE o.share = ?1 AND o.id = w.id";
-
-constexpr const char* newest_versions_sql =
-    "SELECT w.n, v.*" IIF_OF_KEYS("?2::bigint[]") "(object, n) CROSS JOIN LATERAL (SELECT " IIF_VERSION_COLUMNS
-                                                  " FROM version WHERE share = ?1 AND object = w.object ORDER BY vtime "
-                                                  "DESC, arrival DESC LIMIT ?3) AS v";
-constexpr const char* named_versions_sql =
-    "SELECT w.n, v.*" IIF_OF_KEYS("?2::bigint[], ?3::bytea[]") "(object, guid, n) CROSS JOIN LATERAL "
-    "(SELECT " IIF_VERSION_COLUMNS " FROM version WHERE share = ?1 AND object = w.object AND version_guid = w.guid) AS v";
+// What is looked up for each key stands in a subquery that the planner keeps apart, by its OFFSET or LIMIT. As a join
+// it might go through all of a share's rows instead: it knows nothing of a share that is being filled.
+#define IIF_EACH(keys, names) " FROM unnest(" keys ") WITH ORDINALITY AS w(" names ", n) CROSS JOIN LATERAL "
+constexpr const char* find_objects_sql = "SELECT w.n, o.id, o.newest" IIF_EACH(
+    "?2::bytea[]", "guid") "(SELECT id, newest FROM object WHERE share = ?1 AND guid = w.guid OFFSET 0) AS o";
+constexpr const char* newest_versions_sql = "SELECT w.n, v.*" IIF_EACH(
+    "?2::bigint[]",
+    "object") "(SELECT " IIF_VERSION_COLUMNS
+              " FROM version WHERE share = ?1 AND object = w.object ORDER BY vtime DESC, arrival DESC LIMIT ?3) AS v";
+constexpr const char* named_versions_sql = "SELECT w.n, v.*" IIF_EACH(
+    "?2::bigint[], ?3::bytea[]",
+    "object, guid") "(SELECT " IIF_VERSION_COLUMNS
+                    " FROM version WHERE share = ?1 AND object = w.object AND version_guid = w.guid OFFSET 0) AS v";
 constexpr const char* newest_extents_sql =
-    "SELECT w.n, e.*" IIF_OF_KEYS("?2::bigint[], ?3::bigint[]") "(file, number, n) CROSS JOIN LATERAL "
-    "(SELECT " IIF_EXTENT_COLUMNS " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
-    "ORDER BY vtime DESC, arrival DESC LIMIT ?4) AS e";
-constexpr const char* named_extents_sql =
-    "SELECT w.n, e.*" IIF_OF_KEYS("?2::bigint[], ?3::bigint[], ?4::bytea[]") "(file, number, guid, n) CROSS JOIN LATERAL "
-    "(SELECT " IIF_EXTENT_COLUMNS " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
-    "AND version_guid = w.guid) AS e";
-#undef IIF_OF_KEYS
+    "SELECT w.n, e.*" IIF_EACH("?2::bigint[], ?3::bigint[]",
+                               "file, number") "(SELECT " IIF_EXTENT_COLUMNS
+                                               " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
+                                               "ORDER BY vtime DESC, arrival DESC LIMIT ?4) AS e";
+constexpr const char* named_extents_sql = "SELECT w.n, e.*" IIF_EACH(
+    "?2::bigint[], ?3::bigint[], ?4::bytea[]",
+    "file, number, guid") "(SELECT " IIF_EXTENT_COLUMNS
+                          " FROM extent WHERE share = ?1 AND file = w.file AND number = w.number "
+                          "AND version_guid = w.guid OFFSET 0) AS e";
 
+constexpr const char* replace_objects_sql =
+    "INSERT INTO object(share, id, guid, newest) SELECT ?1, w.id, w.guid, w.newest "
+    "FROM unnest(?2::bigint[], ?3::bytea[], ?4::bigint[]) AS w(id, guid, newest) "
+    "ON CONFLICT(share, id) DO UPDATE SET newest = excluded.newest";
 constexpr const char* replace_versions_sql =
     "INSERT INTO version(share, object, " IIF_VERSION_COLUMNS ") SELECT share, object, " IIF_VERSION_COLUMNS
     " FROM staged_version WHERE share = ?1 ON CONFLICT(share, id) DO UPDATE SET parent = excluded.parent, "
@@ -58,11 +62,11 @@ constexpr const char* replace_extents_sql =
     ", name, value) SELECT ?1, w.id, w.name, w.value "                                                  \
     "FROM unnest(?2::bigint[], ?3::bytea[], ?4::bytea[]) AS w(id, name, value) ON CONFLICT(share, " row \
     ", name) DO UPDATE SET value = excluded.value"
-#define IIF_COPY_PROPERTIES(table, row)                                                                    \
-    "INSERT INTO " table "(share, " row                                                                    \
-    ", name, value) SELECT ?1, w.id, p.name, p.value "                                                     \
-    "FROM unnest(?2::bigint[], ?3::bigint[]) AS w(id, source) JOIN " table " p ON p.share = ?1 AND p." row \
-    " = w.source ON CONFLICT(share, " row ", name) DO NOTHING"
+#define IIF_COPY_PROPERTIES(table, row)                                                                            \
+    "INSERT INTO " table "(share, " row ", name, value) SELECT ?1, w.id, p.name, p.value" IIF_EACH(                \
+        "?2::bigint[], ?3::bigint[]", "id, source") "(SELECT name, value FROM " table " WHERE share = ?1 AND " row \
+                                                    " = w.source OFFSET 0) AS p ON CONFLICT(share, " row           \
+                                                    ", name) DO NOTHING"
 
 using element = postgresql_array::element;
 
@@ -110,7 +114,7 @@ postgresql_row_store::postgresql_row_store(sql_connection& connection)
     : share_row_store(connection),
       connection_(connection),
       find_objects_(connection, find_objects_sql),
-      set_newest_(connection, set_newest_sql),
+      replace_objects_(connection, replace_objects_sql),
       newest_versions_(connection, newest_versions_sql),
       named_versions_(connection, named_versions_sql),
       replace_versions_(connection, replace_versions_sql),
@@ -129,7 +133,7 @@ postgresql_row_store::postgresql_row_store(sql_connection& connection)
 std::int64_t postgresql_row_store::begin(std::int64_t share) {
     share_ = share;
     for (sql_statement* statement :
-         {&find_objects_, &set_newest_, &newest_versions_, &named_versions_, &replace_versions_,
+         {&find_objects_, &replace_objects_, &newest_versions_, &named_versions_, &replace_versions_,
           &set_version_properties_, &copy_version_properties_, &newest_extents_, &named_extents_, &replace_extents_,
           &set_extent_properties_, &copy_extent_properties_})
         statement->bind(1, share);
@@ -220,12 +224,13 @@ void postgresql_row_store::write(const changed_objects& objects) {
         to.finish();
     }
     in_pieces(objects.changed, [&](auto piece) {
-        postgresql_array ids(element::bigint), newest(element::bigint);
+        postgresql_array ids(element::bigint), guids(element::bytea), newest(element::bigint);
         for (const object_history* one : piece) {
             ids.add(one->id);
+            guids.add(one->guid);
             newest.add(one->versions.newest()->id);
         }
-        set_newest_.bind(2, ids.bytes()).bind(3, newest.bytes()).run();
+        replace_objects_.bind(2, ids.bytes()).bind(3, guids.bytes()).bind(4, newest.bytes()).run();
     });
 }
 

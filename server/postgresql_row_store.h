@@ -32,7 +32,7 @@ private:
     sql_connection& connection_;
     std::int64_t share_ = 0;
     sql_statement find_objects_;
-    sql_statement set_newest_;
+    sql_statement replace_objects_;
     sql_statement newest_versions_;
     sql_statement named_versions_;
     sql_statement replace_versions_;

@@ -1,11 +1,12 @@
-// Turns found versions into the items of a search response.
+// Writes found versions as the items of a search response.
 #pragma once
 
-#include <string>
+#include <span>
 
-#include "host/message_classes.h"
+#include "hostkit/message_stream.h"
 #include "server/candidates.h"
 #include "server/engine.h"
+#include "server/hit_rows.h"
 #include "server/search_query.h"
 #include "server/sql.h"
 
@@ -16,22 +17,13 @@ class result_builder {
 public:
     explicit result_builder(sql_connection& connection);
 
-    /// Begins the answer of one search.
-    void begin(const share& target) { share_ = target.subclient_id; }
-
-    /// False when the row is not there.
-    bool fill(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
+    /// Writes the hits, at most hit_rows::at_once of them, into an open result set. False when a row is not there; what
+    /// was written until then is of no use.
+    bool write(const share& target, const search_query& query, std::span<const search_hit> hits,
+               hostkit::message_stream& into);
 
 private:
-    void fill_attributes(const search_query& query, const search_hit& hit, CNMessageBase& attributes);
-    void fill_properties(const search_query& query, const search_hit& hit, KT5ContentIndexing::GResultItem& item);
-
-    std::int64_t share_ = 0;
-    sql_statement read_version_;
-    sql_statement read_properties_;
+    hit_rows rows_;
 };
-
-/// Adds an entry to the response's errors, which makes the search a failed one.
-void add_search_error(KT5ContentIndexing::ZYSearchResp& response, int code, const std::string& text);
 
 }  // namespace index_server

@@ -1,4 +1,4 @@
-// What the builders of response items share: fields that are left out when there is nothing in them.
+// What the writers of response items share: fields that are left out when there is nothing in them.
 #pragma once
 
 #include <cstdint>
@@ -7,27 +7,40 @@
 #include <utility>
 #include <vector>
 
-#include "host/message_classes.h"
+#include "hostkit/message_stream.h"
+#include "server/candidates.h"
+#include "server/hit_rows.h"
+#include "server/search_query.h"
 
 namespace index_server {
 
-using property_list = std::vector<KT5ContentIndexing::NameValueMap>;
-
-inline void set_number(CNMessageBase& message, short field, short tag, const std::optional<std::int64_t>& value) {
-    if (value) message.setint64(field, tag, *value);
+inline void write_number(hostkit::message_stream& into, short field, const std::optional<std::int64_t>& value) {
+    if (value) into.integer(field, *value);
 }
 
-inline void add_property(property_list& list, const std::string& name, const std::string& value) {
-    KT5ContentIndexing::NameValueMap& entry = list.emplace_back();
-    entry.setstring(1, 1, name);
-    entry.setstring(2, 5, value);
+inline void write_text(hostkit::message_stream& into, short field, short tag, const std::optional<std::string>& value) {
+    if (value) into.string(field, tag, *value);
 }
 
-/// Makes the list the item's named properties; an empty one leaves the item without the child.
-inline void set_properties(KT5ContentIndexing::GResultItem& item, property_list list) {
-    if (list.empty()) return;
-    const auto properties = item.getObjectAccessor(true, true, 26, 56, 14, 26);
-    *properties->getlistobject<KT5ContentIndexing::NameValueMap>(1, 1, true) = std::move(list);
+/// Writes the item's named properties; without any the item has no such child.
+inline void write_properties(const search_query& query, const search_hit& hit, const hit_row& row,
+                             const std::optional<std::int64_t>& extent_size,
+                             const std::optional<std::string>& link_target, hostkit::message_stream& into) {
+    bool is_open = false;
+    const auto add = [&](const std::string& name, const std::string& value) {
+        if (!is_open) into.open(26, 56);
+        is_open = true;
+        into.open(1, 1);
+        into.string(1, 1, name);
+        into.string(2, 5, value);
+        into.close();
+    };
+    if ((query.columns & column_extent_size) != 0 && extent_size) add("EXTENT_SIZE", std::to_string(*extent_size));
+    if ((query.columns & column_deleted_time) != 0 && hit.end_s != 0) add("DELETED_TIME", std::to_string(hit.end_s));
+    if ((query.columns & column_link_target) != 0 && link_target) add("LINK_TARGET", *link_target);
+    for (const auto& [name, value] : row.properties)
+        add(query.custom_prefix + name, value);
+    if (is_open) into.close();
 }
 
 }  // namespace index_server

@@ -1,16 +1,15 @@
 // The table of endpoints, authorisation, and the search exchange.
 #include "server/routes.h"
 
-#include <exception>
 #include <utility>
 
 #include <boost/json.hpp>
 
 #include "host/message_classes.h"
-#include "hostkit/log.h"
 #include "server/collect_routes.h"
 #include "server/management.h"
 #include "server/metrics_route.h"
+#include "server/search_query.h"
 #include "server/share_routes.h"
 
 namespace index_server {
@@ -25,7 +24,7 @@ constexpr const char* health_path = "/healthz";
 constexpr const char* metrics_path = "/metrics";
 
 /// errorCode of a request that names no share that the server has.
-constexpr long long unknown_share_code = 22;
+constexpr int unknown_share_code = 22;
 
 bool begins_with(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
@@ -44,6 +43,11 @@ const char* route_name(const std::string& path) {
     return "unknown";
 }
 
+http_reply health_reply(bool is_well) {
+    if (is_well) return {200, "ok", "text/plain"};
+    return {503, "the storage cannot be reached", "text/plain"};
+}
+
 http_plan answered(http_reply reply) {
     http_plan plan;
     plan.reply = std::move(reply);
@@ -58,6 +62,15 @@ http_plan worked(std::size_t most_body_bytes, lane work_lane, Work work) {
     plan.work_lane = work_lane;
     plan.run = [work](const std::string& body, const reply_sink& reply) { reply(work(body)); };
     return plan;
+}
+
+/// A search about now reads a row or a page. For one about a range of time or for groups, all that is in question may
+/// have to be read and put in order first.
+bool is_short_search(const std::string& body) {
+    for (const char* sign : {"VTIME_SEC", "ENABLE_ALL_VERSIONS", "GROUP_RESULTS_BY"}) {
+        if (body.find(sign) != std::string::npos) return false;
+    }
+    return true;
 }
 
 /// The share that a search asks, by its subclient; 0 when it names none.
@@ -82,7 +95,8 @@ routes::routes(const server_settings& settings, engine& storage, share_registry&
       shares_(shares),
       tokens_(tokens),
       collects_(collects),
-      metrics_(metrics) {}
+      metrics_(metrics),
+      health_(storage) {}
 
 http_plan routes::plan(const http_head& head) {
     http_plan plan = plan_known(head);
@@ -108,15 +122,8 @@ http_plan routes::plan_known(const http_head& head) {
 }
 
 http_plan routes::plan_health() {
-    return worked(0, lane::search, [this](const std::string&) -> http_reply {
-        try {
-            storage_.share_of_subclient(0);
-            return {200, "ok", "text/plain"};
-        } catch (const std::exception& failure) {
-            HOSTKIT_LOG(-1, "index server: the storage cannot be reached: %s", failure.what());
-            return {503, "the storage cannot be reached", "text/plain"};
-        }
-    });
+    if (const std::optional<bool> is_well = health_.recent()) return answered(health_reply(*is_well));
+    return worked(0, lane::search, [this](const std::string&) { return health_reply(health_.ask()); });
 }
 
 http_plan routes::plan_metrics(const grant& asker) {
@@ -127,8 +134,10 @@ http_plan routes::plan_metrics(const grant& asker) {
 }
 
 http_plan routes::plan_search(const grant& asker) {
-    return worked(settings_.max_search_bytes, lane::search,
-                  [this, asker](const std::string& body) { return search(asker, body); });
+    http_plan plan = worked(settings_.max_search_bytes, lane::search,
+                            [this, asker](const std::string& body) { return search(asker, body); });
+    if (storage_.is_embedded()) plan.is_short = is_short_search;
+    return plan;
 }
 
 http_plan routes::plan_management(const http_head& head, const grant& asker, const std::string& tag) {
@@ -151,17 +160,11 @@ http_reply routes::search(const grant& asker, const std::string& body) {
     if (request.unserialize(text) != 0) return error_reply(400, "the body is not a search request");
     const std::int64_t subclient = subclient_of(request);
     if (subclient != 0 && !asker.covers(subclient)) return error_reply(403, "the token does not grant this share");
-    KT5ContentIndexing::ZYSearchResp response;
-    if (const std::optional<share> target = shares_.by_subclient(subclient)) {
-        storage_.search(*target, request, response);
-    } else {
-        CNMessageBase& error = response.getlistobject<KT5ContentIndexing::Error>(1, 1, true)->emplace_back();
-        error.setint64(1, 1, unknown_share_code);
-        error.setstring(2, 2, "the security group names no share of this server");
-    }
+    const std::optional<share> target = shares_.by_subclient(subclient);
     http_reply reply;
     reply.content_type = "text/xml; charset=utf-8";
-    response.serialize(reply.body, false);
+    reply.body = target ? storage_.search(*target, request)
+                        : refusal({{unknown_share_code, "the security group names no share of this server"}});
     return reply;
 }
 

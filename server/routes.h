@@ -8,6 +8,7 @@
 #include "server/index_server.h"
 #include "server/server_metrics.h"
 #include "server/share_registry.h"
+#include "server/storage_health.h"
 #include "server/token_store.h"
 #include "server/transactions.h"
 
@@ -36,6 +37,7 @@ private:
     const token_store& tokens_;
     transactions& collects_;
     const server_metrics& metrics_;
+    storage_health health_;
 };
 
 }  // namespace index_server

@@ -310,6 +310,19 @@ private:
 
 }  // namespace
 
+std::string refusal(const std::vector<search_fault>& faults) {
+    KT5ContentIndexing::ZYSearchResp response;
+    const auto errors = response.getlistobject<KT5ContentIndexing::Error>(1, 1, true);
+    for (const search_fault& fault : faults) {
+        KT5ContentIndexing::Error& error = errors->emplace_back();
+        error.setint64(1, 1, fault.code);
+        error.setstring(2, 2, fault.text);
+    }
+    std::string text;
+    response.serialize(text, false);
+    return text;
+}
+
 std::vector<search_fault> read_search_request(ZYSearchReq& request, const share& target, search_query& query) {
     query = search_query{};
     return request_reader(target, query).read(request);

@@ -62,6 +62,9 @@ struct search_fault {
     std::string text;
 };
 
+/// The text of a response that says what is wrong.
+std::string refusal(const std::vector<search_fault>& faults);
+
 /// Reads the request to a share. Whatever it asks for that this index does not know becomes a fault, so that no answer
 /// rests on a guess; the query is usable only without faults. A request is read through accessors that are not const.
 std::vector<search_fault> read_search_request(KT5ContentIndexing::ZYSearchReq& request, const share& target,

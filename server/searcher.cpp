@@ -1,7 +1,19 @@
 // Chooses the search.
 #include "server/searcher.h"
 
+#include <algorithm>
+#include <span>
+
+#include "hostkit/message_stream.h"
+
 namespace index_server {
+
+namespace {
+
+/// Room for a usual item.
+constexpr std::size_t item_bytes = 512;
+
+}  // namespace
 
 searcher::searcher(sql_connection& connection, walk_memory& memory)
     : memory_(memory),
@@ -14,27 +26,32 @@ searcher::searcher(sql_connection& connection, walk_memory& memory)
       results_(connection),
       extent_results_(connection) {}
 
-std::vector<KT5ContentIndexing::GResultItem> searcher::items(const share& target, const search_query& query) {
+std::string searcher::answer(const share& target, const search_query& query) {
     history_.begin(target);
-    results_.begin(target);
-    extent_results_.begin(target);
-    std::vector<KT5ContentIndexing::GResultItem> built;
-    if (build(query, hits(target, query), built)) return built;
+    std::string text;
+    if (write(target, query, hits(target, query), text)) return text;
     // What was kept of the listing names rows that were purged since. A page with gaps would be taken for the last one.
     memory_.forget(listing_key(target, query));
-    built.clear();
-    build(query, hits(target, query), built);
-    return built;
+    text.clear();
+    write(target, query, hits(target, query), text);
+    return text;
 }
 
 /// False when a row is not there any more.
-bool searcher::build(const search_query& query, const std::vector<search_hit>& found,
-                     std::vector<KT5ContentIndexing::GResultItem>& built) {
-    built.reserve(found.size());
-    for (const search_hit& hit : found) {
-        KT5ContentIndexing::GResultItem& item = built.emplace_back();
-        if (!(query.extents ? extent_results_.fill(query, hit, item) : results_.fill(query, hit, item))) return false;
+bool searcher::write(const share& target, const search_query& query, const std::vector<search_hit>& found,
+                     std::string& text) {
+    text.reserve(found.size() * item_bytes);
+    hostkit::message_stream into(text, 14, 171);
+    into.open(7, 13);
+    for (std::span<const search_hit> rest = found; !rest.empty();) {
+        const auto some = rest.first(std::min(rest.size(), hit_rows::at_once));
+        rest = rest.subspan(some.size());
+        if (!(query.extents ? extent_results_.write(target, query, some, into)
+                            : results_.write(target, query, some, into)))
+            return false;
     }
+    into.close();
+    into.close();
     return true;
 }
 

@@ -1,9 +1,9 @@
 // Answers understood requests: chooses the search for what is looked for and builds the items.
 #pragma once
 
+#include <string>
 #include <vector>
 
-#include "host/message_classes.h"
 #include "server/ancestry.h"
 #include "server/directory_listing.h"
 #include "server/engine.h"
@@ -25,12 +25,11 @@ class searcher {
 public:
     searcher(sql_connection& connection, walk_memory& memory);
 
-    /// The page of items that the query asks for.
-    std::vector<KT5ContentIndexing::GResultItem> items(const share& target, const search_query& query);
+    /// The text of a response with the page of items that the query asks for.
+    std::string answer(const share& target, const search_query& query);
 
 private:
-    bool build(const search_query& query, const std::vector<search_hit>& found,
-               std::vector<KT5ContentIndexing::GResultItem>& built);
+    bool write(const share& target, const search_query& query, const std::vector<search_hit>& found, std::string& text);
     std::vector<search_hit> hits(const share& target, const search_query& query);
 
     walk_memory& memory_;

@@ -85,8 +85,9 @@ class sql_engine : public engine {
 
 public:
     /// The schema is there. `most_writers` is how many transactions the storage lets write at once.
-    sql_engine(const opener& open, std::size_t most_writers, std::string server_name)
-        : server_name_(std::move(server_name)),
+    sql_engine(const opener& open, std::size_t most_writers, bool is_embedded, std::string server_name)
+        : is_embedded_(is_embedded),
+          server_name_(std::move(server_name)),
           readers_(most_readers, [this, open] { return std::make_unique<reader>(open, walks_); }),
           writers_(most_writers, [open] { return std::make_unique<writer>(open); }) {}
 
@@ -124,11 +125,12 @@ public:
     }
 
     std::optional<transaction_record> transaction(const std::string& id) override {
-        return reading([&](reader& from) { return read_transaction(*from.connection, id); });
+        return reading([&](reader& from) { return read_transaction(*from.connection, id, server_name_); });
     }
 
     std::optional<transaction_record> last_transaction(std::int64_t subclient_id) override {
-        return reading([&](reader& from) { return read_last_transaction(*from.connection, subclient_id); });
+        return reading(
+            [&](reader& from) { return read_last_transaction(*from.connection, subclient_id, server_name_); });
     }
 
     std::vector<transaction_record> open_transactions() override {
@@ -136,10 +138,11 @@ public:
     }
 
     apply_outcome apply_collect_file(const share& target, const std::string& path) override;
-    void search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
-                KT5ContentIndexing::ZYSearchResp& response) override;
+    bool is_embedded() const override { return is_embedded_; }
+    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) override;
 
 private:
+    const bool is_embedded_;
     const std::string server_name_;
     walk_memory walks_;
     connection_pool<reader> readers_;
@@ -158,17 +161,11 @@ apply_outcome sql_engine::apply_collect_file(const share& target, const std::str
     return outcome;
 }
 
-void sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request,
-                        KT5ContentIndexing::ZYSearchResp& response) {
+std::string sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request) {
     search_query query;
     const std::vector<search_fault> faults = read_search_request(request, target, query);
-    for (const search_fault& fault : faults)
-        add_search_error(response, fault.code, fault.text);
-    if (!faults.empty()) return;
-
-    auto items = reading([&](reader& from) { return from.searches.items(target, query); });
-    const auto result_set = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-    *result_set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true) = std::move(items);
+    if (!faults.empty()) return refusal(faults);
+    return reading([&](reader& from) { return from.searches.answer(target, query); });
 }
 
 }  // namespace
@@ -177,13 +174,13 @@ std::unique_ptr<engine> open_sqlite_engine(const std::string& directory) {
     const std::string path = directory + "/index.db";
     const opener open = [path](sql_access what) { return open_sqlite(path, what); };
     prepare_schema(*open(sql_access::write));
-    return std::make_unique<sql_engine>(open, 1, "");
+    return std::make_unique<sql_engine>(open, 1, true, "");
 }
 
 std::unique_ptr<engine> open_postgresql_engine(const std::string& settings, const std::string& server_name) {
     const opener open = [settings](sql_access) { return std::make_unique<postgresql_connection>(settings); };
     prepare_schema(*open(sql_access::write));
-    return std::make_unique<sql_engine>(open, most_writers, server_name);
+    return std::make_unique<sql_engine>(open, most_writers, false, server_name);
 }
 
 }  // namespace index_server

@@ -16,7 +16,7 @@ constexpr std::int64_t kept_transactions = 100;
 constexpr const char* select_share =
     "SELECT name, subclient_id, client_id, folder_id, root_guid, index_server_name FROM share ";
 constexpr const char* select_transaction =
-    "SELECT id, subclient_id, status, error, created_ns FROM collect_transaction ";
+    "SELECT id, subclient_id, status, error, created_ns, server FROM collect_transaction ";
 
 share share_row(const sql_statement& row) {
     share found;
@@ -52,6 +52,19 @@ std::vector<Record> all_rows(sql_statement& statement, Record (*read)(const sql_
     const statement_run run(statement);
     while (statement.step())
         found.push_back(read(statement));
+    return found;
+}
+
+std::optional<transaction_record> only_transaction(sql_statement& statement, const std::string& server) {
+    const statement_run run(statement);
+    if (!statement.step()) return std::nullopt;
+    transaction_record found = transaction_row(statement);
+    const bool is_open =
+        found.status == App::ProcessingStatus_QUEUED || found.status == App::ProcessingStatus_PROCESSING;
+    if (is_open && statement.text(5) != server) {
+        found.status = App::ProcessingStatus_FAILED;
+        found.error = "another server took the file and has not applied it";
+    }
     return found;
 }
 
@@ -145,15 +158,17 @@ void write_transaction(sql_connection& connection, const transaction_record& rec
     forget.bind(3, std::int64_t{App::ProcessingStatus_PROCESSING}).bind(4, kept_transactions - 1).run();
 }
 
-std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id) {
+std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id,
+                                                   const std::string& server) {
     sql_statement statement(connection, (std::string(select_transaction) + "WHERE id = ?1").c_str());
-    return only_row(statement.bind(1, id), transaction_row);
+    return only_transaction(statement.bind(1, id), server);
 }
 
-std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id) {
+std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id,
+                                                        const std::string& server) {
     sql_statement statement(
         connection, (std::string(select_transaction) + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
-    return only_row(statement.bind(1, subclient_id), transaction_row);
+    return only_transaction(statement.bind(1, subclient_id), server);
 }
 
 std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server) {

@@ -15,8 +15,12 @@ std::vector<share> read_shares(sql_connection& connection);
 std::optional<share> read_share_of_subclient(sql_connection& connection, std::int64_t subclient_id);
 std::optional<share> read_share_of_name(sql_connection& connection, const std::string& name);
 std::vector<token_grant> read_tokens(sql_connection& connection);
-std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id);
-std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id);
+/// One that another server took and did not end counts as failed: this one cannot end it, and the host that asks here
+/// is to send its file again.
+std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id,
+                                                   const std::string& server);
+std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id,
+                                                        const std::string& server);
 /// Those that the server took.
 std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server);
 

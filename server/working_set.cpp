@@ -219,7 +219,7 @@ void working_set::load_extents() {
 
 line_place working_set::place_of(const task& one) {
     const std::string_view name = one.line->fields.name;
-    return {one.parent != nullptr ? one.parent->id : 0, name, memory_.keep(folded_name(name))};
+    return {one.parent != nullptr ? one.parent->id : 0, name, memory_.keep(name_key(folded_name(name)))};
 }
 
 void working_set::write() {

@@ -133,7 +133,8 @@ ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::st
 
 std::vector<found_item> engine_fixture::sent(const share& of, ZYSearchReq asking) {
     ZYSearchResp response;
-    store->search(of, asking, response);
+    std::string text = store->search(of, asking);
+    EXPECT_EQ(response.unserialize(text), 0);
     EXPECT_TRUE(response.getlistobject<KT5ContentIndexing::Error>(1, 1, false)->empty());
     std::vector<found_item> items;
     const auto results = response.getObjectAccessor(true, false, 7, 13, 14, 33);
@@ -172,7 +173,8 @@ std::string engine_fixture::over_time(const std::vector<long long>& seconds,
 
 std::string engine_fixture::errors(ZYSearchReq& asking) {
     ZYSearchResp response;
-    store->search(docs, asking, response);
+    std::string text = store->search(docs, asking);
+    EXPECT_EQ(response.unserialize(text), 0);
     std::string texts;
     const auto list = response.getlistobject<KT5ContentIndexing::Error>(1, 1, false);
     for (auto& error : *list) {

@@ -1,4 +1,5 @@
 // Searches by path: places over time, directories made anew, case, pages, and requests that are not understood.
+#include <random>
 #include <set>
 #include <tuple>
 
@@ -73,6 +74,21 @@ TEST_F(engine_search, case_is_folded_on_request_through_every_directory_that_mat
     EXPECT_EQ(find("/\xff bad", {.fold_case = true}), "v");
     apply({deleted("b", "vb", 20) + place("e", "ärger")});
     EXPECT_EQ(find("/strasse/ÄRGER", {.fold_case = true}), "va");
+}
+
+TEST_F(engine_search, a_name_longer_than_any_index_takes_is_found_whole) {
+    // Random, so that nothing can shorten it; the two differ behind everything that an index might look at.
+    std::mt19937 random(7);
+    std::string name;
+    while (name.size() < 20000)
+        name += static_cast<char>('A' + random() % 26);
+    ASSERT_TRUE(
+        apply({added("a", "v1", 5, docs.root_guid, name + "1"), added("b", "v2", 5, docs.root_guid, name + "2")})
+            .applied);
+    EXPECT_EQ(find("/" + name + "2"), "v2");
+    name[0] = static_cast<char>(name[0] + ('a' - 'A'));
+    EXPECT_EQ(find("/" + name + "1"), "");
+    EXPECT_EQ(find("/" + name + "1", {.fold_case = true}), "v1");
 }
 
 TEST_F(engine_search, slashes_count_once) {

@@ -22,12 +22,17 @@ struct engine_knobs {
     std::vector<std::string> applied;                                      // contents, in the order of application
     std::size_t applying = 0;                                              // applications under way
     bool hold_back = false;                                                // applications wait until this is false
+    bool is_away = false;                                                  // looking up a share fails
     App::ProcessingStatus refused_status = App::ProcessingStatus_UNKNOWN;  // storing this one fails
 
     void hold_applications(bool hold = true) {
         const std::lock_guard lock(mutex);
         hold_back = hold;
         changed.notify_all();
+    }
+    void go_away(bool away) {
+        const std::lock_guard lock(mutex);
+        is_away = away;
     }
     void let_go() { hold_applications(false); }
     void refuse(App::ProcessingStatus status) {
@@ -46,7 +51,11 @@ public:
 
     share register_share(const std::string& name) override { return real_->register_share(name); }
     std::vector<share> shares() override { return real_->shares(); }
-    std::optional<share> share_of_subclient(std::int64_t id) override { return real_->share_of_subclient(id); }
+    std::optional<share> share_of_subclient(std::int64_t id) override {
+        const std::lock_guard lock(knobs_.mutex);
+        if (knobs_.is_away) throw std::runtime_error("no connection to the database");
+        return real_->share_of_subclient(id);
+    }
     void add_token(const token_grant& grant) override { real_->add_token(grant); }
     void remove_token(const token_grant& grant) override { real_->remove_token(grant); }
     std::vector<token_grant> tokens() override { return real_->tokens(); }
@@ -73,12 +82,8 @@ public:
         return {true, 1, 0, ""};
     }
     /// One result, named like the share.
-    void search(const share& target, KT5ContentIndexing::ZYSearchReq&,
-                KT5ContentIndexing::ZYSearchResp& response) override {
-        auto results = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-        results->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true)
-            ->emplace_back()
-            .setstring(3, 9, target.name);
+    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq&) override {
+        return "<ZYSearchResp><resultSet><resultItems name=\"" + target.name + "\"/></resultSet></ZYSearchResp>";
     }
 
 private:

@@ -1,4 +1,4 @@
-// What monitoring and the log learn of the server, and what they do not.
+// What probes, monitoring and the log learn of the server, and what they do not.
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -65,6 +65,18 @@ TEST_F(metrics_test, requests_files_and_connections_are_counted) {
     EXPECT_GE(told["index_server_connections"], 1);
     EXPECT_GT(told["index_server_database_bytes"], 0);
     EXPECT_EQ(told["index_server_spool_bytes"], 0);
+}
+
+TEST_F(metrics_test, health_follows_the_storage) {
+    for (const bool away : {true, false}) {
+        store_.go_away(away);
+        answer got = get("/healthz", "");
+        while (got.status != (away ? 503 : 200)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            got = get("/healthz", "");
+        }
+        EXPECT_EQ(got.body, away ? "the storage cannot be reached" : "ok");
+    }
 }
 
 TEST_F(metrics_test, monitoring_may_have_a_token_that_opens_nothing_else) {

@@ -1,5 +1,6 @@
 // A PostgreSQL that goes away and comes back under a running engine and a running server.
 #include <chrono>
+#include <future>
 #include <thread>
 
 #include "server/storage_unavailable.h"
@@ -21,6 +22,13 @@ bool works_in_the_end(const Work& work) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return false;
+}
+
+std::int64_t number_of(const test_storage& storage, const char* sql) {
+    const auto connection = storage.connect(sql_access::read);
+    sql_statement statement(*connection, sql);
+    const statement_run run(statement);
+    return statement.step() ? statement.integer(0) : -1;
 }
 
 class postgresql_outage : public engine_fixture {
@@ -78,6 +86,49 @@ TEST_F(postgresql_outage_of_server, what_was_accepted_is_applied_when_the_storag
     EXPECT_EQ(wait(docs_, id).number("status"), App::ProcessingStatus_COMPLETED);
     EXPECT_EQ(last(docs_).text("id"), id);
     EXPECT_TRUE(works_in_the_end([&] { return submit(mail_, "two").status == 201; }));
+}
+
+TEST(postgresql_servers, two_on_one_database_feed_at_once_and_end_their_own_transactions_alone) {
+    if (!test_storage::is_postgresql()) GTEST_SKIP() << needs_postgresql;
+    const scratch_directory scratch;
+    const test_storage storage(scratch.path());
+    const auto first = open_postgresql_engine(storage.postgresql(), "first");
+    const auto second = open_postgresql_engine(storage.postgresql(), "second");
+    const share docs = first->register_share("docs");
+    EXPECT_EQ(second->register_share("docs").subclient_id, docs.subclient_id);
+    const share mail = second->register_share("mail");
+
+    transaction_record taken;
+    taken.id = "t";
+    taken.subclient_id = docs.subclient_id;
+    taken.status = App::ProcessingStatus_QUEUED;
+    first->put_transaction(taken);
+    EXPECT_EQ(first->open_transactions().size(), 1u);
+    EXPECT_EQ(first->transaction("t")->status, App::ProcessingStatus_QUEUED);
+    EXPECT_TRUE(second->open_transactions().empty());
+    EXPECT_EQ(second->last_transaction(docs.subclient_id)->status, App::ProcessingStatus_FAILED);
+
+    const auto feed = [&](engine& to, const share& target, const std::string& round) {
+        std::string lines;
+        for (int i = 0; i < 2000; ++i)
+            lines += "*??|<UPD>|<VGID>" + round + "|<BAP>o" + std::to_string(i) + "|<EPG>" + target.root_guid +
+                     "|<LFN>n" + std::to_string(i) + "|\n";
+        const std::string name = round + std::to_string(target.subclient_id);
+        scratch.put(name, lines);
+        return to.apply_collect_file(target, scratch / name).applied;
+    };
+    std::vector<std::future<bool>> feeds;
+    for (int round = 0; round < 4; ++round) {
+        const std::string name = "r" + std::to_string(round);
+        // The same objects of one share through both servers, and another share beside it.
+        feeds.push_back(std::async(std::launch::async, feed, std::ref(*first), docs, name + "a"));
+        feeds.push_back(std::async(std::launch::async, feed, std::ref(*second), docs, name + "b"));
+        feeds.push_back(std::async(std::launch::async, feed, std::ref(*second), mail, name));
+    }
+    for (std::future<bool>& one : feeds)
+        EXPECT_TRUE(one.get());
+    EXPECT_EQ(number_of(storage, "SELECT count(*) FROM version WHERE vtime > 0"), 4 * 3 * 2000);
+    EXPECT_EQ(number_of(storage, "SELECT count(*) FROM version WHERE state = 0 AND vtime > 0"), 2 * 2000);
 }
 
 TEST(postgresql_settings, a_bad_connection_string_is_refused_without_being_shown) {
