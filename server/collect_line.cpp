@@ -14,7 +14,7 @@ namespace {
 using number_member = std::optional<std::int64_t> collect_line::*;
 using text_member = std::string_view collect_line::*;
 
-enum class field_kind { operation, mark, constant, text, number, property };
+enum class field_kind { operation, mark, constant, text, key, number, property };
 
 /// How one tag is read. Its index in the table stands for it in the set of tags already seen.
 struct field_rule {
@@ -35,6 +35,10 @@ constexpr field_rule text_rule(std::string_view tag, text_member member) {
     return {tag, field_kind::text, collect_op::none, member};
 }
 
+constexpr field_rule key_rule(std::string_view tag, text_member member) {
+    return {tag, field_kind::key, collect_op::none, member};
+}
+
 constexpr field_rule number_rule(std::string_view tag, number_member member,
                                  std::int64_t low = std::numeric_limits<std::int64_t>::min(),
                                  std::int64_t high = std::numeric_limits<std::int64_t>::max()) {
@@ -52,10 +56,10 @@ constexpr std::array<field_rule, 28> field_rules{{
     {"SHOW", field_kind::mark},
     {"ADDV", field_kind::constant},
     {"CPRP", field_kind::property},
-    text_rule("VGID", &collect_line::version_guid),
-    text_rule("UKEY", &collect_line::version_guid),
-    text_rule("BAP", &collect_line::object_guid),
-    text_rule("EPG", &collect_line::parent_guid),
+    key_rule("VGID", &collect_line::version_guid),
+    key_rule("UKEY", &collect_line::version_guid),
+    key_rule("BAP", &collect_line::object_guid),
+    key_rule("EPG", &collect_line::parent_guid),
     text_rule("LNKT", &collect_line::link_target),
     text_rule("XATTR", &collect_line::xattr),
     text_rule("LFN", &collect_line::name),
@@ -123,6 +127,7 @@ std::string read_property(std::string_view value, collect_line& line) {
     const std::size_t colon = value.find(':');
     if (value.substr(0, property_prefix.size()) != property_prefix || colon == std::string_view::npos)
         return "bad custom property";
+    if (colon > property_prefix.size() + max_collect_key_bytes) return "too long a name of a custom property";
     const std::string_view name = value.substr(property_prefix.size(), colon - property_prefix.size());
     for (const auto& [known, unused] : line.custom_props) {
         if (known == name) return "a custom property stands twice";
@@ -141,6 +146,9 @@ std::string read_field(const field_rule& rule, std::string_view value, collect_l
             return value.empty() ? std::string() : "value in " + shown(rule.tag);
         case field_kind::constant:
             return value == "1" ? std::string() : "bad value in " + shown(rule.tag);
+        case field_kind::key:
+            if (value.size() > max_collect_key_bytes) return "too long a value in " + shown(rule.tag);
+            [[fallthrough]];
         case field_kind::text:
             // Only a name can be written empty: it is what follows the last slash of a path.
             if (value.empty() && rule.text != &collect_line::name) return "no value in " + shown(rule.tag);

@@ -15,6 +15,9 @@ namespace index_server {
 /// Longest line that is read, in bytes, without its line feed.
 inline constexpr std::size_t max_collect_line_bytes = 1024 * 1024;
 
+/// Longest GUID and longest name of a custom property, in bytes: every engine's indexes take keys of this length.
+inline constexpr std::size_t max_collect_key_bytes = 1024;
+
 enum class collect_op { none, add, update, remove };
 
 /// The fields of a line. What the line does not carry is empty. Texts point into the line.

@@ -29,7 +29,7 @@ private:
     /// A line with the rows that it is about.
     struct task {
         const numbered_line* line = nullptr;
-        object_history* object = nullptr;  ///< nothing for an extent
+        object_history* object = nullptr;  ///< of an extent its file
         extent_history* extent = nullptr;
         object_history* parent = nullptr;
     };

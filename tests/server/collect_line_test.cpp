@@ -65,6 +65,12 @@ TEST(collect_line, what_nobody_writes_is_refused_with_its_reason) {
     collect_line line;
     for (const auto& [text, reason] : cases)
         EXPECT_EQ(parse_collect_line(text, line), reason) << text;
+
+    const std::string longest(max_collect_key_bytes, 'k');
+    EXPECT_EQ(parse_collect_line("*??|<ADD>|<BAP>" + longest + "|<CPRP>custom_" + longest + ":v|", line), "");
+    EXPECT_EQ(parse_collect_line("*??|<ADD>|<BAP>o|<EPG>" + longest + "k|", line), "too long a value in [EPG]");
+    EXPECT_EQ(parse_collect_line("*??|<ADD>|<BAP>o|<CPRP>custom_" + longest + "k:v|", line),
+              "too long a name of a custom property");
 }
 
 TEST(collect_line, no_cut_of_a_line_is_read_past_its_end) {

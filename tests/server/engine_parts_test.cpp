@@ -62,6 +62,13 @@ TEST_F(engine_parts, a_file_in_parts_does_what_it_does_whole) {
     EXPECT_EQ(refused.error, "line 71: unknown tag [NEW]");
 }
 
+TEST_F(engine_parts, keys_of_the_greatest_length_are_taken) {
+    const std::string longest(max_collect_key_bytes, 'k');
+    const std::string of = "|<VGID>" + longest + "|<BAP>" + longest + "|<CPRP>custom_" + longest + ":v";
+    ASSERT_TRUE(apply({"<ADD>" + of + place(1), "<ADD>" + of + "|<IEXT>1|<EXTN>0"}).applied);
+    EXPECT_EQ(find("/n1"), longest);
+}
+
 TEST_F(engine_parts, an_object_with_a_long_past_is_changed_where_a_line_says) {
     const auto version = [](int i) { return "v" + std::to_string(i); };
     for (int i = 1; i <= 100; ++i)
