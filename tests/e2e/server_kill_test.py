@@ -6,7 +6,7 @@ import threading
 import time
 
 from control_test import Host, SECOND, record
-from support import main, stop, wait_for, wait_for_text
+from support import main, stop, wait_for
 
 ROUNDS = int(os.environ.get("IIF_KILL_ROUNDS", "5"))
 SEED = int(os.environ.get("IIF_KILL_SEED", str(random.randrange(10**6))))
@@ -94,7 +94,6 @@ class Writer(threading.Thread):
 def killed_server_ends_with_what_its_hosts_did(scratch):
     host = Host(scratch)
     host.start(*SHARES)
-    port = host.url.rsplit(":", 1)[1].strip("/")
     dice = random.Random(SEED)
     print(f"seed {SEED}", flush=True)
     writers = [Writer(host, share, f"{SEED} {share}") for share in SHARES]
@@ -109,10 +108,8 @@ def killed_server_ends_with_what_its_hosts_did(scratch):
             flush.start()
         time.sleep(dice.uniform(0, 0.3))
         host.server.kill()
-        host.server.wait()
         time.sleep(dice.uniform(0, 0.5))
-        host.server = scratch.start("server", "--data", host.data, "--port", port)
-        wait_for_text(host.server, "admin token file")
+        host.server.start()
     for writer in writers:
         writer.leaving.set()
         writer.join()
@@ -126,8 +123,8 @@ def killed_server_ends_with_what_its_hosts_did(scratch):
         print(f"{writer.share}: {writer.second} changes, {len(writer.files)} files", flush=True)
     stop(host.process)
     # Nothing hangs: what was spooled is applied or failed, and nothing stays behind.
-    assert os.listdir(os.path.join(host.data, "spool")) == []
-    stop(host.server)
+    assert os.listdir(os.path.join(host.server.data, "spool")) == []
+    stop(host.server.process)
 
 
 if __name__ == "__main__":
