@@ -87,6 +87,7 @@ struct http_listener::impl {
         : settings(the_settings),
           metrics(the_metrics),
           identity(the_identity),
+          search_pool(std::max(processors(), service.searches_at_once())),
           context{the_settings, service, the_metrics, [this](lane where, std::function<void()> work) {
                       asio::post(where == lane::search ? search_pool : collect_pool, std::move(work));
                   }} {}
@@ -105,7 +106,7 @@ struct http_listener::impl {
     std::size_t accepted = 0;  ///< on the first loop alone
     tcp::acceptor acceptor{loops.front()->context};
     asio::steady_timer pause{loops.front()->context};
-    asio::thread_pool search_pool{processors()};
+    asio::thread_pool search_pool;
     asio::thread_pool collect_pool{collect_threads};
     connection_context context;
     bool is_running = false;

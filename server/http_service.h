@@ -62,6 +62,8 @@ public:
     virtual ~http_service() = default;
     /// Runs on a network thread: must not wait for storage or disk. May throw.
     virtual http_plan plan(const http_head& head) = 0;
+    /// How many searches are worth running at once, even on fewer processors.
+    virtual unsigned searches_at_once() const { return 1; }
 };
 
 }  // namespace index_server

@@ -21,6 +21,8 @@ public:
            transactions& collects, const server_metrics& metrics);
 
     http_plan plan(const http_head& head) override;
+    /// Searches of a storage on another machine mostly wait for it.
+    unsigned searches_at_once() const override { return storage_.is_embedded() ? 1 : 16; }
 
 private:
     http_plan plan_known(const http_head& head);
