@@ -11,7 +11,8 @@ import statistics
 import sys
 
 BEGIN, END = "<!-- figures: begin -->", "<!-- figures: end -->"
-LIBRARY, BOUNDS, PEERS = "index_iface", ("bare_write", "bare_parse", "bare_insert", "bare_copy"), ("leveldb", "rocksdb", "sqlite")
+LIBRARY, BOUNDS, PEERS = "index_iface", ("bare_write", "bare_parse", "bare_insert", "bare_copy",
+                                  "bare_parts", "first_page", "quiet"), ("leveldb", "rocksdb", "sqlite")
 
 # Which rows have a goal: (workload, threads) -> (what it says, whether a row meets it). A row maps subjects to
 # seconds an operation.
@@ -27,6 +28,10 @@ GOALS = {
                            lambda row: row["bare_insert"] >= 0.6 * row[LIBRARY]),
     ("ingest_postgresql", 1): ("at least 60 % of the bare copy's rate",
                                lambda row: row["bare_copy"] >= 0.6 * row[LIBRARY]),
+    **{(workload, 1): ("at most 1.5 × the bare parts", lambda row: row[LIBRARY] <= 1.5 * row["bare_parts"])
+       for workload in ("find_served_path", "find_served_guid", "browse_thousand")},
+    **{(workload, 1): ("at most 1.3 × the first page", lambda row: row[LIBRARY] <= 1.3 * row["first_page"])
+       for workload in ("browse_last_page", "browse_last_page_then")},
 }
 
 
