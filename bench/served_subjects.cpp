@@ -90,25 +90,21 @@ std::vector<std::string> guid_requests(const stocked_index& index) {
     return find_requests(index, [&](std::size_t file) { return index.find_by_guid(stocked_index::file_guid(file)); });
 }
 
-/// One page of the directory of all objects. The answer to the page before it is what makes the next one cheap, so the
-/// reader goes through them all.
+/// One page of the directory of all objects. A reader comes through all pages but the last before it: the place where
+/// it then stands is what makes that one cheap, and no page is warmer than another.
 class page_of_all : public served {
 public:
     page_of_all(const stocked_index& index, std::size_t offset, long long at)
-        : served({index.browse("/all", offset, at)}, page_size, index.port()),
-          index_(index),
-          offset_(offset),
-          at_(at) {}
+        : served({index.browse("/all", offset, at)}, page_size, index.port()), index_(index), at_(at) {}
 
     void prepare() override {
-        for (std::size_t offset = 0; offset < offset_; offset += page_size)
+        for (std::size_t offset = 0; offset + page_size < index_.objects(); offset += page_size)
             client_.exchange(index_.browse("/all", offset, at_));
     }
     bool divisible() const override { return false; }
 
 private:
     const stocked_index& index_;
-    const std::size_t offset_;
     const long long at_;
 };
 

@@ -21,8 +21,8 @@ subject_ptr bare_find_guid(const std::string& place, std::size_t objects);
 subject_ptr served_browse(const std::string& place, std::size_t objects);
 subject_ptr bare_browse(const std::string& place, std::size_t objects);
 
-/// The first and the last page of the directory of all objects. Before each last page the reader has come through all
-/// the others, which is not timed.
+/// The first and the last page of the directory of all objects. Before each a reader has come through all pages but the
+/// last, which is not timed.
 subject_ptr first_page(const std::string& place, std::size_t objects);
 subject_ptr last_page(const std::string& place, std::size_t objects);
 /// The same at a past moment.
