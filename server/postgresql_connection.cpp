@@ -32,6 +32,7 @@ std::string said(const PGconn* handle, const PGresult* result) {
     while (!text.empty() && text.back() == '\n')
         text.pop_back();
     std::replace(text.begin(), text.end(), '\n', ' ');
+    std::erase(text, '\t');
     return text;
 }
 
