@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -66,7 +67,7 @@ private:
             idle_.pop_back();
             return taken;
         }
-        if (clock::now() < next_try_) throw storage_unavailable("the storage cannot be reached at present");
+        if (clock::now() < next_try_) throw storage_unavailable(reason_);
         ++in_use_;
         lock.unlock();
         return make_item();
@@ -78,8 +79,9 @@ private:
             const std::lock_guard lock(mutex_);
             pause_ = first_pause;
             return made;
-        } catch (const storage_unavailable&) {
+        } catch (const storage_unavailable& away) {
             const std::lock_guard lock(mutex_);
+            reason_ = away.what();
             next_try_ = clock::now() + pause_;
             pause_ = std::min(2 * pause_, longest_pause);
             leave();
@@ -113,6 +115,7 @@ private:
     std::vector<std::unique_ptr<Item>> idle_;
     std::size_t in_use_ = 0;
     clock::time_point next_try_{};
+    std::string reason_;  ///< why the latest try failed
     std::chrono::milliseconds pause_ = first_pause;
 };
 
