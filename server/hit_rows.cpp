@@ -63,9 +63,11 @@ void hit_rows::visit(statements& select, std::int64_t share, std::span<const sea
     sql_statement& rows = select.for_ids(share, hits);
     const statement_run run(rows);
     while (rows.step()) {
+        const std::int64_t id = rows.integer(0);
         // One version can be hit twice: under two paths that both led to its directory.
-        for (const auto& place : std::ranges::equal_range(places_, rows.integer(0), {}, &id_place::first))
-            each(rows, rows_[place.second]);
+        for (auto place = std::lower_bound(places_.begin(), places_.end(), id_place{id, 0});
+             place != places_.end() && place->first == id; ++place)
+            each(rows, rows_[place->second]);
     }
 }
 
