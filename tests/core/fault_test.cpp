@@ -1,6 +1,5 @@
 // Every single call of the host and every single allocation fails once, and then all from that one on: what was
 // answered with success reaches the index, nothing else breaks, and the share recovers.
-#include "hostkit/errors.h"
 #include "tests/support/share_test.h"
 
 namespace {
@@ -86,6 +85,11 @@ protected:
         cached("/d/a");
         reach::find_child_in_cache_by_path(*share, "/d");
         share->dump_caches();
+    }
+
+    void make_with_memory() {
+        const scripted::own_memory mine;
+        make();
     }
 
     /// The process ends, an operator cuts off what is no whole line, and the next one starts.
@@ -192,6 +196,7 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
         {"merging rename", [&] { return share->rename_item(merging, p0, old_path, false); }, true, "<EPG>" + far},
         {"flush", [&] { return share->flush(); }, true, "<BAP>kept|"},
         {"round", [&] { return cycle(), 0; }, true, "<BAP>kept|"},
+        {"start", [&] { return make_with_memory(), init(); }, true, "<BAP>kept|"},
     };
     for (const row& r : rows) {
         for (const bool for_good : {false, true}) {
@@ -212,6 +217,9 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
                 scripted::fail_memory(0);
                 EXPECT_TRUE(!thrown || r.may_throw);
                 EXPECT_TRUE(failed || ret == 0);
+                if (!reach::is_inited(*share)) {
+                    ASSERT_EQ(restart(), 0);
+                }
                 expect_sound();
                 cycle();
                 cycle();
@@ -222,28 +230,4 @@ TEST_F(fault, missing_memory_anywhere_leaves_answers_and_a_sound_share) {
             }
         }
     }
-}
-
-TEST_F(fault, transaction_left_open_fails_the_attempt_whether_it_can_be_closed_or_not) {
-    const CXoError open = hostkit::make_service_error(3021, EBUSY, "open");
-    ASSERT_EQ(init(), 0);
-    add("a");
-    ASSERT_EQ(rotate(), 0);
-    const auto meet_an_open_one = [&] {
-        host().collect.submits = {{open, App::ProcessingStatus_UNKNOWN}};
-        EXPECT_EQ(deliver(), EBUSY);
-    };
-    scripted::fail_call(0);
-    meet_an_open_one();
-    const std::vector<std::string> calls = scripted::host_calls();
-    for (const auto& [service, message] :
-         {std::pair("query", "INDEX_IFACE: Error: could not get the last transaction id, err ["),
-          {"close", "INDEX_IFACE: Error: could not close the transaction [T9], err ["}}) {
-        scripted::fail_call(static_cast<int>(std::ranges::find(calls, service) - calls.begin()) + 1);
-        meet_an_open_one();
-        EXPECT_EQ(times_logged(message, -1), 1);
-        EXPECT_EQ(scripted::failed_calls(), std::vector<std::string>{service});
-    }
-    scripted::fail_call(0);
-    EXPECT_EQ(deliver(), 0);
 }

@@ -47,22 +47,3 @@ TEST_F(rollback, failed_change_leaves_an_item_that_no_reader_meets) {
         }
     }
 }
-
-TEST_F(rollback, missing_memory_is_an_answer_at_every_step) {
-    for (const row& operation : operations) {
-        start_over();
-        const index_iface_props props = change_of("o", operation.more);
-        // The record, then the room for the items of each of the two caches, which lasts for many.
-        for (int nth = 1; nth <= 3; ++nth) {
-            scripted::fail_allocation(nth);
-            const int ret = operation.make(*share, props);
-            scripted::fail_allocation(0);
-            EXPECT_EQ(ret, nth == 1 ? 12 : 1);
-            EXPECT_TRUE(logged(-1, "Error: could not "));
-        }
-        EXPECT_EQ(items(reach::cur_cache(*share)), "o:-");
-        EXPECT_EQ(journal(), "");
-        EXPECT_EQ(add("o"), 0);
-        EXPECT_NE(cached("/d/o"), "2");
-    }
-}

@@ -87,27 +87,6 @@ TEST(search_exchange, what_is_no_whole_answer_of_status_200_leaves_nothing) {
     EXPECT_EQ("<ZYSearchResp />", search.response);
 }
 
-TEST(plain_exchange, any_status_is_an_answer_and_errors_tell_their_kind) {
-    http_answer answer;
-    const auto number_of = [&](const http_request& request) {
-        return FXErrorUtil::GetErrNo(http_exchange(request, answer));
-    };
-    auto server = std::make_unique<loopback_server>(always(whole_answer(404, "{}")));
-    const std::string gone = server->url();
-    EXPECT_EQ(0, number_of({.url = gone}));
-    EXPECT_EQ(404, answer.status);
-    EXPECT_EQ("{}", answer.body);
-    server.reset();
-    EXPECT_EQ(ECONNREFUSED, number_of({.url = gone}));
-    loopback_server cut(always("HTTP/1.1 200 X\r\nContent-Length: 9\r\n\r\nab", after::close));
-    EXPECT_EQ(ECONNRESET, number_of({.url = cut.url()}));
-    EXPECT_EQ("", answer.body);
-    loopback_server silent(always("", after::silence));
-    EXPECT_EQ(ETIMEDOUT, number_of({.url = silent.url(), .total_timeout_ms = 50}));
-    EXPECT_EQ(EINVAL, number_of({.url = "file:///etc/hostname"}));
-    EXPECT_EQ(ENOENT, number_of({.method = "POST", .url = gone, .body_file = "/nonexistent"}));
-}
-
 TEST(plain_exchange, a_file_is_streamed_also_when_the_kept_connection_is_dead) {
     const scratch_directory scratch;
     std::string content;
@@ -148,26 +127,6 @@ TEST(plain_exchange, the_token_is_sent_and_never_told) {
     const CXoError error = http_exchange({.url = server.url(), .bearer_token = "secret\r\nX: y"}, answer);
     EXPECT_EQ(EINVAL, FXErrorUtil::GetErrNo(error));
     EXPECT_EQ(std::string::npos, error.AsString(EErrorOutputFormat::Full).find("secret"));
-}
-
-TEST(management_channels, carry_a_message_to_the_address_of_its_kind) {
-    loopback_server server([](std::size_t, const std::string& request) {
-        const bool known = request.starts_with("POST /base/management/516377915 ");
-        return scripted_reply{whole_answer(known ? 200 : 404, known ? "<answer/>" : "no such tag")};
-    });
-    server_settings settings;
-    settings.set("url", server.url() + "base/");
-    std::string message = "<question/>", error_text;
-    EXPECT_EQ(0, XMLHandler().handleXMLReq(1, 516377915, message, error_text, "", 0));
-    EXPECT_EQ("<answer/>", message);
-    EXPECT_TRUE(server.requests()[0].ends_with("\r\n\r\n<question/>"));
-
-    EXPECT_NE(0, XMLHandler().handleXMLReq(1, 5, message, error_text, "", 0));
-    EXPECT_EQ("<answer/>", message) << "an error page is no answer";
-    EXPECT_NE(std::string::npos, error_text.find("no such tag"));
-    std::string response = "kept";
-    EXPECT_NE(0, App_ExecuteSP().executeStoredProcedure(6, "<q/>", response, nullptr));
-    EXPECT_EQ("kept", response);
 }
 
 }  // namespace

@@ -177,42 +177,4 @@ TEST(message_text, the_reader_is_bounded) {
     EXPECT_FALSE(reads(response, many + "</ZYSearchResp>"));
 }
 
-TEST(message_stream_test, writes_what_the_message_itself_would_be_written_as) {
-    KT5ContentIndexing::ZYSearchResp response;
-    const auto set = response.getObjectAccessor(true, true, 7, 13, 14, 33);
-    const auto items = set->getlistobject<KT5ContentIndexing::GResultItem>(1, 1, true);
-    items->emplace_back();
-    auto& item = items->emplace_back();
-    item.setint64(33, 33, -7);
-    item.setint64(101, 101, 8);
-    item.setstring(3, 9, "a<\xff\"b");
-    const auto properties = item.getObjectAccessor(true, true, 26, 56, 14, 26);
-    properties->getlistobject<KT5ContentIndexing::NameValueMap>(1, 1, true)->emplace_back().setstring(1, 1, "");
-    item.getObjectAccessor(true, true, 50, 110, 14, 32);
-    std::string whole, streamed;
-    response.serialize(whole, false);
-
-    hostkit::message_stream into(streamed, 14, 171);
-    into.open(7, 13);
-    into.open(1, 1);
-    into.close();
-    into.open(1, 1);
-    into.integer(33, -7);
-    into.integer(101, 8);
-    into.string(3, 9, "a<\xff\"b");
-    into.open(26, 56);
-    into.open(1, 1);
-    into.string(1, 1, "");
-    into.close();
-    into.close();
-    into.open(50, 110);
-    for (int open = 0; open < 4; ++open)
-        into.close();
-    EXPECT_EQ(streamed, whole);
-    hostkit::message_stream other(streamed, 14, 171);
-    EXPECT_THROW(other.integer(7, 1), std::logic_error);
-    EXPECT_THROW(other.open(1, 13), std::logic_error);
-    EXPECT_THROW(hostkit::message_stream(streamed, 14, 999), std::logic_error);
-}
-
 }  // namespace

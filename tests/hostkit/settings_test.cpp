@@ -29,20 +29,6 @@ TEST(settings, are_read_from_a_file_over_what_is_there_or_stay_as_they_were) {
     EXPECT_EQ(all.get("server", "token", ""), "kept");
 }
 
-TEST(settings, take_only_whole_numbers_in_range_for_numbers) {
-    const ZYPlatformInfo info;
-    unsigned value = 42;
-    EXPECT_NE(info.getNumber("Lumo", "missing", value), 0);
-    for (const std::string text : {"", "x", "12x", " 12", "1.5", "99999999999999999999", "-1", "4294967296"}) {
-        hostkit::process_settings().set("Lumo", "number", text);
-        EXPECT_NE(info.getNumber("Lumo", "number", value), 0) << text;
-    }
-    EXPECT_EQ(value, 42U);
-    hostkit::process_settings().set("Lumo", "number", "4294967295");
-    EXPECT_EQ(info.getNumber("Lumo", "number", value), 0);
-    EXPECT_EQ(value, 4294967295U);
-}
-
 TEST(settings, of_the_process_come_from_the_program_or_the_environment_and_promise_no_unknown_sync) {
     const scratch_directory scratch;
     scratch.put("program.ini", "[test]\nfrom=program\n");

@@ -11,7 +11,6 @@ struct call_plan {
     std::mutex lock;
     int left = 0;
     scripted::fault_mode mode;
-    std::vector<std::string> calls;
     std::vector<std::string> failed;
 };
 
@@ -28,13 +27,7 @@ void fail_call(int nth, fault_mode mode) {
     const std::lock_guard guard(plan().lock);
     plan().left = nth;
     plan().mode = mode;
-    plan().calls.clear();
     plan().failed.clear();
-}
-
-std::vector<std::string> host_calls() {
-    const std::lock_guard guard(plan().lock);
-    return plan().calls;
 }
 
 std::vector<std::string> failed_calls() {
@@ -45,7 +38,6 @@ std::vector<std::string> failed_calls() {
 bool refuses(const std::string& call) {
     const own_memory mine;
     const std::lock_guard guard(plan().lock);
-    plan().calls.push_back(call);
     const bool now = plan().left > 0 && --plan().left == 0;
     const bool refused = now || (plan().mode.for_good && !plan().failed.empty());
     if (refused) plan().failed.push_back(call);

@@ -1,4 +1,4 @@
-// Which of the host's calls, or of the allocations, fails next. Every call that the host could refuse is recorded as it
+// Which of the host's calls, or of the allocations, fails next. Every call that the host could refuse is counted as it
 // arrives, whichever service it goes to, so that a test can let the first, the second, ... of them fail until what it
 // does succeeds.
 #pragma once
@@ -24,13 +24,12 @@ struct fault_mode {
 constexpr int refused_errno = 122;
 constexpr int failed_exchange = -7;
 
-/// The nth call from now on fails; 0 lets all succeed. Forgets the calls recorded so far.
+/// The nth call from now on fails; 0 lets all succeed. Forgets the calls that failed so far.
 void fail_call(int nth, fault_mode mode = {});
-/// The calls since then, as "service file", and those among them that failed.
-std::vector<std::string> host_calls();
+/// The calls that failed since then, as "service file".
 std::vector<std::string> failed_calls();
 
-/// For the services: records a call and says whether it is to fail, and whether a failing write is to be cut.
+/// For the services: counts a call and says whether it is to fail, and whether a failing write is to be cut.
 bool refuses(const std::string& call);
 bool cuts_writes();
 

@@ -1,8 +1,4 @@
-// The host's file and directory calls with faults on demand; and access(2), so that a test can say what is there.
-#include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
+// The host's file and directory calls with faults on demand.
 #include "host/files.h"
 #include "tests/support/scripted_host.h"
 
@@ -83,15 +79,4 @@ SCRIPTED_CALL(CXoError, copy_file, "_ZN7CXoFile4CopyEPKcS1_", const char* source
 
 SCRIPTED_CALL(CXoError, create_directory, "_ZN12CXoDirectory6CreateEPKcb", const char* path, bool parents) {
     return unless_refused("directory", "", [&] { return real_create_directory(path, parents); });
-}
-
-extern "C" int access(const char* path, int mode) noexcept {
-    const scripted::own_memory mine;
-    const std::lock_guard guard(scripted::host().lock);
-    const auto answer = scripted::host().files.access_answers.find(path);
-    if (answer == scripted::host().files.access_answers.end()) {
-        return static_cast<int>(::syscall(SYS_faccessat, AT_FDCWD, path, mode));
-    }
-    errno = answer->second;
-    return answer->second == 0 ? 0 : -1;
 }

@@ -31,8 +31,7 @@ struct file_fault {
 
 struct file_script {
     std::deque<file_fault> faults;
-    std::vector<std::string> opens;             ///< "leaf flags mode"
-    std::map<std::string, int> access_answers;  ///< errno by path, 0 for present; other paths are really looked at
+    std::vector<std::string> opens;  ///< "leaf flags mode"
 };
 
 /// Outcomes are used up in order; then everything succeeds.
@@ -78,7 +77,6 @@ struct host_state {
     std::uint64_t now_ms = 1'700'000'000'000;     ///< the clock, since 1970; only sleeps and waits move it
     std::vector<unsigned long> sleeps;            ///< every duration asked for; none is really slept
     std::function<void(unsigned long)> on_sleep;  ///< runs in each sleep
-    bool refuse_threads = false;
 };
 
 host_state& host();

@@ -45,7 +45,7 @@ using scripted::host;
 
 bool ZYThread::createDetachedThread(void* (*entry)(void*), void* argument) {
     const scripted::own_memory mine;
-    if (host().refuse_threads || scripted::refuses("thread")) {
+    if (scripted::refuses("thread")) {
         last_error_ = "no threads today";
         return false;
     }
