@@ -38,6 +38,7 @@ struct transaction_record {
     App::ProcessingStatus status = App::ProcessingStatus_UNKNOWN;
     std::string error;  ///< why it failed, empty otherwise
     std::int64_t created_ns = 0;
+    std::uint64_t lines = 0;  ///< lines of its file that were read, once it was applied or refused
 };
 
 /// What became of a collect file.
@@ -47,6 +48,8 @@ struct apply_outcome {
     std::uint64_t error_line = 0;  ///< first line that could not be understood, 1 for the first; 0 when none
     std::string error;             ///< why nothing was applied, naming the line when there is one
 };
+
+class administration;
 
 /// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error; as
 /// storage_unavailable when it passes by itself.
@@ -81,6 +84,9 @@ public:
     /// The text of the ZYSearchResp that answers a search of one share. What is wrong with the request becomes an entry
     /// of its `errors`.
     virtual std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) = 0;
+
+    /// The administrator's side; it lives as long as the engine.
+    virtual administration& admin() = 0;
 };
 
 /// Opens the embedded engine, whose database lies in `directory`, and brings its schema up to date.

@@ -14,6 +14,7 @@
 //            version_by_place lists a directory in the order of its pages and holds all that is needed to skip pages.
 // extent     One row per version of an extent of a file, by (file, number); state as of a version. extent_to_back_up
 //            lists a share's extents without backup data in the order of their pages.
+// withdrawn_share   The subclient ids of shares that were removed and of which rows may be left.
 //
 // What belongs to a share names it in every row and every key, and every statement asks for one share: so the tables
 // can be cut by share, into partitions here or onto machines by an engine that does so. The cut is by hash, and fixed:
@@ -56,9 +57,12 @@ CREATE TABLE collect_transaction(
     status INTEGER NOT NULL,
     error $BYTES NOT NULL,
     created_ns BIGINT NOT NULL,
+    lines BIGINT NOT NULL DEFAULT 0,
     server $TEXT NOT NULL DEFAULT '');
 CREATE INDEX collect_transaction_by_subclient ON collect_transaction(subclient_id, seq);
 CREATE INDEX collect_transaction_by_status ON collect_transaction(status, seq);
+
+CREATE TABLE withdrawn_share(subclient_id $KEY);
 )";
 
 constexpr std::string_view index_tables = R"(

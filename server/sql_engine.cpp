@@ -5,12 +5,14 @@
 #include "server/collect_applier.h"
 #include "server/connection_pool.h"
 #include "server/engine.h"
+#include "server/index_backup.h"
 #include "server/postgresql_connection.h"
 #include "server/result_builder.h"
 #include "server/row_store.h"
 #include "server/schema.h"
 #include "server/search_query.h"
 #include "server/searcher.h"
+#include "server/sql_administration.h"
 #include "server/sql_records.h"
 #include "server/sqlite_driver.h"
 #include "server/walk_memory.h"
@@ -84,12 +86,23 @@ class sql_engine : public engine {
     }
 
 public:
+    using backup_maker = std::function<void(const std::string& file, bool overwrite)>;
+
     /// The schema is there. `most_writers` is how many transactions the storage lets write at once.
-    sql_engine(const opener& open, std::size_t most_writers, bool is_embedded, std::string server_name)
+    sql_engine(const opener& open, std::size_t most_writers, bool is_embedded, std::string server_name,
+               backup_maker back_up)
         : is_embedded_(is_embedded),
           server_name_(std::move(server_name)),
           readers_(most_readers, [this, open] { return std::make_unique<reader>(open, walks_); }),
-          writers_(most_writers, [open] { return std::make_unique<writer>(open); }) {}
+          writers_(most_writers, [open] { return std::make_unique<writer>(open); }),
+          admin_(make_sql_administration(
+              storage_work{[this](const storage_work::work& work) {
+                               reading([&](reader& from) { return work(*from.connection), true; });
+                           },
+                           [this](const storage_work::work& work) {
+                               writing([&](writer& to) { return work(*to.connection), true; });
+                           },
+                           std::move(back_up)})) {}
 
     share register_share(const std::string& name) override {
         return writing([&](writer& to) {
@@ -141,12 +154,15 @@ public:
     bool is_embedded() const override { return is_embedded_; }
     std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) override;
 
+    administration& admin() override { return *admin_; }
+
 private:
     const bool is_embedded_;
     const std::string server_name_;
     walk_memory walks_;
     connection_pool<reader> readers_;
     connection_pool<writer> writers_;
+    const std::unique_ptr<administration> admin_;
 };
 
 apply_outcome sql_engine::apply_collect_file(const share& target, const std::string& path) {
@@ -174,13 +190,17 @@ std::unique_ptr<engine> open_sqlite_engine(const std::string& directory) {
     const std::string path = directory + "/index.db";
     const opener open = [path](sql_access what) { return open_sqlite(path, what); };
     prepare_schema(*open(sql_access::write));
-    return std::make_unique<sql_engine>(open, 1, true, "");
+    const auto back_up = [path](const std::string& file, bool overwrite) { back_up_index(path, file, overwrite); };
+    return std::make_unique<sql_engine>(open, 1, true, "", back_up);
 }
 
 std::unique_ptr<engine> open_postgresql_engine(const std::string& settings, const std::string& server_name) {
     const opener open = [settings](sql_access) { return std::make_unique<postgresql_connection>(settings); };
     prepare_schema(*open(sql_access::write));
-    return std::make_unique<sql_engine>(open, most_writers, false, server_name);
+    const auto back_up = [](const std::string&, bool) {
+        throw backup_refused("the index is in PostgreSQL; back that database up with pg_dump");
+    };
+    return std::make_unique<sql_engine>(open, most_writers, false, server_name, back_up);
 }
 
 }  // namespace index_server

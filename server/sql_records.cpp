@@ -15,8 +15,8 @@ constexpr std::int64_t kept_transactions = 100;
 
 constexpr const char* select_share =
     "SELECT name, subclient_id, client_id, folder_id, root_guid, index_server_name FROM share ";
-constexpr const char* select_transaction =
-    "SELECT id, subclient_id, status, error, created_ns, server FROM collect_transaction ";
+const std::string select_transaction = "SELECT " + std::string(transaction_columns) + " FROM collect_transaction ";
+constexpr int server_column = transaction_column_count - 1;
 
 share share_row(const sql_statement& row) {
     share found;
@@ -26,16 +26,6 @@ share share_row(const sql_statement& row) {
     found.folder_id = row.integer(3);
     found.root_guid = row.text(4);
     found.index_server_name = row.text(5);
-    return found;
-}
-
-transaction_record transaction_row(const sql_statement& row) {
-    transaction_record found;
-    found.id = row.text(0);
-    found.subclient_id = row.integer(1);
-    found.status = static_cast<App::ProcessingStatus>(row.integer(2));
-    found.error = row.text(3);
-    found.created_ns = row.integer(4);
     return found;
 }
 
@@ -61,7 +51,7 @@ std::optional<transaction_record> only_transaction(sql_statement& statement, con
     transaction_record found = transaction_row(statement);
     const bool is_open =
         found.status == App::ProcessingStatus_QUEUED || found.status == App::ProcessingStatus_PROCESSING;
-    if (is_open && statement.text(5) != server) {
+    if (is_open && statement.text(server_column) != server) {
         found.status = App::ProcessingStatus_FAILED;
         found.error = "another server took the file and has not applied it";
     }
@@ -89,6 +79,17 @@ token_grant token_row(const sql_statement& row) {
 
 }  // namespace
 
+transaction_record transaction_row(const sql_statement& row) {
+    transaction_record found;
+    found.id = row.text(0);
+    found.subclient_id = row.integer(1);
+    found.status = static_cast<App::ProcessingStatus>(row.integer(2));
+    found.error = row.text(3);
+    found.created_ns = row.integer(4);
+    found.lines = static_cast<std::uint64_t>(row.integer(5));
+    return found;
+}
+
 std::vector<share> read_shares(sql_connection& connection) {
     sql_statement statement(connection, (std::string(select_share) + "ORDER BY name").c_str());
     return all_rows(statement, share_row);
@@ -108,7 +109,10 @@ share insert_share(sql_connection& connection, const std::string& name) {
     constexpr std::int64_t max_id = std::numeric_limits<std::int32_t>::max();
     share made;
     made.name = name;
-    made.subclient_id = unused_number(connection, "SELECT 1 FROM share WHERE subclient_id = ?1", 1, max_id);
+    made.subclient_id = unused_number(connection,
+                                      "SELECT 1 FROM share WHERE subclient_id = ?1 UNION ALL "
+                                      "SELECT 1 FROM withdrawn_share WHERE subclient_id = ?1",
+                                      1, max_id);
     made.client_id = unused_number(connection, "SELECT 1 FROM share WHERE client_id = ?1", 1, max_id);
     made.folder_id = unused_number(connection, "SELECT 1 FROM share WHERE folder_id = ?1", 1000000000, 9999999999);
     made.root_guid = to_string(boost::uuids::random_generator()());
@@ -144,12 +148,12 @@ std::vector<token_grant> read_tokens(sql_connection& connection) {
 
 void write_transaction(sql_connection& connection, const transaction_record& record, const std::string& server) {
     sql_statement put(connection,
-                      "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns, server) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
+                      "INSERT INTO collect_transaction(id, subclient_id, status, error, created_ns, lines, server) "
+                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT(id) DO UPDATE SET "
                       "subclient_id = excluded.subclient_id, status = excluded.status, error = excluded.error, "
-                      "created_ns = excluded.created_ns");
+                      "created_ns = excluded.created_ns, lines = excluded.lines");
     put.bind(1, record.id).bind(2, record.subclient_id).bind(3, std::int64_t{record.status}).bind(4, record.error);
-    put.bind(5, record.created_ns).bind(6, server).run();
+    put.bind(5, record.created_ns).bind(6, static_cast<std::int64_t>(record.lines)).bind(7, server).run();
     sql_statement forget(connection,
                          "DELETE FROM collect_transaction WHERE subclient_id = ?1 AND status NOT IN (?2, ?3) "
                          "AND seq < (SELECT seq FROM collect_transaction WHERE subclient_id = ?1 "
@@ -160,21 +164,20 @@ void write_transaction(sql_connection& connection, const transaction_record& rec
 
 std::optional<transaction_record> read_transaction(sql_connection& connection, const std::string& id,
                                                    const std::string& server) {
-    sql_statement statement(connection, (std::string(select_transaction) + "WHERE id = ?1").c_str());
+    sql_statement statement(connection, (select_transaction + "WHERE id = ?1").c_str());
     return only_transaction(statement.bind(1, id), server);
 }
 
 std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id,
                                                         const std::string& server) {
     sql_statement statement(
-        connection, (std::string(select_transaction) + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
+        connection, (select_transaction + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
     return only_transaction(statement.bind(1, subclient_id), server);
 }
 
 std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server) {
     sql_statement statement(
-        connection,
-        (std::string(select_transaction) + "WHERE status IN (?1, ?2) AND server = ?3 ORDER BY seq").c_str());
+        connection, (select_transaction + "WHERE status IN (?1, ?2) AND server = ?3 ORDER BY seq").c_str());
     statement.bind(1, std::int64_t{App::ProcessingStatus_QUEUED})
         .bind(2, std::int64_t{App::ProcessingStatus_PROCESSING})
         .bind(3, server);

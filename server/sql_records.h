@@ -10,6 +10,11 @@
 
 namespace index_server {
 
+/// The columns of a transaction record, first in a statement whose rows transaction_row reads.
+inline constexpr const char* transaction_columns = "id, subclient_id, status, error, created_ns, lines, server";
+inline constexpr int transaction_column_count = 7;
+transaction_record transaction_row(const sql_statement& row);
+
 // Readers: locks: none, each is one statement on a connection of the caller's own.
 std::vector<share> read_shares(sql_connection& connection);
 std::optional<share> read_share_of_subclient(sql_connection& connection, std::int64_t subclient_id);

@@ -29,6 +29,8 @@ constexpr const char* set_aside_3 = R"(
 ALTER TABLE share ADD COLUMN last_arrival BIGINT NOT NULL DEFAULT 0;
 UPDATE share SET last_arrival = (SELECT value FROM meta WHERE key = 'last_arrival');
 DROP TABLE meta;
+CREATE TABLE withdrawn_share(subclient_id INTEGER PRIMARY KEY);
+ALTER TABLE collect_transaction ADD COLUMN lines BIGINT NOT NULL DEFAULT 0;
 ALTER TABLE collect_transaction ADD COLUMN server TEXT NOT NULL DEFAULT '';
 DROP INDEX IF EXISTS object_by_guid;
 DROP INDEX IF EXISTS version_by_guid;

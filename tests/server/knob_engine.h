@@ -86,6 +86,8 @@ public:
         return "<ZYSearchResp><resultSet><resultItems name=\"" + target.name + "\"/></resultSet></ZYSearchResp>";
     }
 
+    administration& admin() override { return real_->admin(); }
+
 private:
     const std::unique_ptr<engine> real_;
     engine_knobs& knobs_;

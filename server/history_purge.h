@@ -1,0 +1,71 @@
+// The removal of history beyond a bound.
+//
+//   P1  A version is removed when its object has a younger one that had come by the bound: at the bound and after it,
+//       whatever of the older one would live is hidden behind the younger one, or it stood elsewhere and had ended.
+//   P2  An object is removed whole, with its extents, when its newest version had come and had ended by the bound and
+//       no row names it as parent. What is below it goes first, whether it was told to have ended or not: the end of a
+//       directory is the end of what is in it.
+//   P3  Where something below has to stay, what is on the way to it stays too, and is marked as ended like the
+//       directory above, which every question was told anyway.
+//   P4  Extents are treated as versions are: P1 within one number of a file, and P2 for a number whose newest version
+//       had ended.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/administration.h"
+#include "server/object_removal.h"
+#include "server/page_of_objects.h"
+#include "server/sql.h"
+
+namespace index_server {
+
+/// One step of a purge. locks: made and used inside one write transaction of the connection.
+class history_purge {
+public:
+    history_purge(sql_connection& connection, const share& of, std::int64_t bound_s);
+
+    purge_step step(const step_place& from);
+
+private:
+    struct ended_object {
+        std::int64_t id = 0;
+        std::int64_t end_s = 0;
+    };
+
+    bool work_off_page();
+    std::uint64_t remove_rows(sql_statement& properties, sql_statement& rows);
+    bool remove_all(object_removal& set, const object_removal::binder& bind);
+    sql_statement& bind_ended(sql_statement& statement) const;
+    std::vector<ended_object> ended_in_page();
+    bool remove_tree(const ended_object& top);
+    bool remove_single(std::int64_t object);
+    void remove_emptied();
+    std::optional<std::int64_t> living_child(std::int64_t object);
+    bool has_children(std::int64_t object);
+    bool is_ended_and_passed(std::int64_t object);
+
+    const std::int64_t bound_s_;
+    const std::int64_t bound_ns_;
+    const std::string root_guid_;
+    removal_tally tally_;
+
+    page_of_objects page_;
+    sql_statement old_version_properties_;
+    sql_statement old_versions_;
+    sql_statement old_extent_properties_;
+    sql_statement old_extents_;
+    sql_statement ended_;
+    object_removal ended_leaves_;
+    object_removal living_leaves_;
+    object_removal single_;
+    sql_statement living_child_;
+    sql_statement mark_ended_;
+    sql_statement has_children_;
+    sql_statement ended_and_passed_;
+};
+
+}  // namespace index_server

@@ -1,0 +1,61 @@
+// The search for rows that no feed can bring about. What the rows have to be:
+//
+//   I1  A share has one root. It stands alone in the object above it, and has not ended.
+//   I2  Every directory that a row names has a row itself. One that nothing is told of yet is no fault: what is below
+//       it is waiting.
+//   I3  Nobody is a parent of itself, however far up.
+//   I4  Exactly one version of an object is marked as its newest: the greatest by (version time, arrival). It is marked
+//       as living or ended as its deletion time says, and the object names it. So with the versions of an extent.
+//   I5  No two objects live under one name in one directory.
+//   I6  The key that a name is found by is the folded name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "server/administration.h"
+#include "server/page_of_objects.h"
+#include "server/sql.h"
+
+namespace index_server {
+
+/// One step of a check. locks: made and used inside one read transaction of the connection.
+class integrity_check {
+public:
+    integrity_check(sql_connection& connection, const share& of);
+
+    check_step step(const step_place& from);
+
+private:
+    enum class chain { rooted, waiting, orphan, circle };
+    class marks;
+
+    void add(const char* kind, std::string_view object, std::string text);
+    void check_root();
+    void check_versions();
+    void check_version(bool is_first);
+    void check_extents();
+    void check_places();
+    chain chain_of(std::int64_t object);
+    bool is_object(std::int64_t object);
+
+    const std::string root_guid_;
+    std::int64_t top_ = 0;
+    std::int64_t root_ = 0;
+    check_step done_;
+    std::unordered_map<std::int64_t, chain> chains_;
+
+    page_of_objects page_;
+    sql_statement find_object_;
+    sql_statement has_object_;
+    sql_statement in_top_;
+    sql_statement parent_;
+    sql_statement versions_;
+    sql_statement extents_;
+    sql_statement places_;
+};
+
+}  // namespace index_server

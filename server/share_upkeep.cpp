@@ -1,0 +1,152 @@
+// The administration of single shares in the storage.
+#include "server/share_upkeep.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "server/page_of_objects.h"
+#include "server/sql_records.h"
+#include "server/version_time.h"
+
+namespace index_server {
+
+namespace {
+
+// Rows in one transaction: some milliseconds of work, in which feeds wait.
+constexpr std::int64_t marked_at_once = 4000;
+constexpr std::int64_t objects_at_once = 500;
+constexpr std::int64_t rows_at_once = 4000;
+
+/// A place among the extents without a backup id: the living ones come first, each in the order of their ids.
+struct extent_place {
+    std::int64_t state = 0;
+    std::int64_t after_id = 0;
+};
+
+extent_place read_place(const step_place& text) {
+    extent_place place;
+    if (text.empty()) return place;
+    const char* const end = text.data() + text.size();
+    const auto state = std::from_chars(text.data(), end, place.state);
+    if (state.ec != std::errc() || place.state < 0 || place.state > 1 || state.ptr == end || *state.ptr != ':')
+        throw std::invalid_argument("the place is none that a step told");
+    const auto id = std::from_chars(state.ptr + 1, end, place.after_id);
+    if (id.ec != std::errc() || id.ptr != end) throw std::invalid_argument("the place is none that a step told");
+    return place;
+}
+
+std::uint64_t count(sql_connection& connection, const char* sql, std::int64_t share) {
+    sql_statement statement(connection, sql);
+    const statement_run run(statement);
+    return statement.bind(1, share).step() ? static_cast<std::uint64_t>(statement.integer(0)) : 0;
+}
+
+}  // namespace
+
+share_rows rows_of_share(sql_connection& connection, const share& of) {
+    const auto counted = [&](const char* sql) { return count(connection, sql, of.subclient_id); };
+    share_rows rows;
+    rows.objects = counted("SELECT count(*) FROM object WHERE share = ?1 AND newest IS NOT NULL");
+    rows.versions = counted("SELECT count(*) FROM version WHERE share = ?1");
+    rows.extents = counted("SELECT count(*) FROM extent WHERE share = ?1");
+    rows.extents_to_back_up =
+        counted("SELECT count(*) FROM extent WHERE share = ?1 AND state < 2 AND backup_id IS NULL");
+    rows.tokens = counted("SELECT count(*) FROM token WHERE subclient_id = ?1");
+    return rows;
+}
+
+std::vector<listed_transaction> read_transactions_before(sql_connection& connection,
+                                                         std::optional<std::int64_t> subclient_id, std::int64_t place,
+                                                         std::int64_t most) {
+    const std::string sql = "SELECT " + std::string(transaction_columns) + ", seq FROM collect_transaction WHERE " +
+                            (subclient_id ? "subclient_id = ?3 AND " : "") + "seq < ?1 ORDER BY seq DESC LIMIT ?2";
+    sql_statement statement(connection, sql.c_str());
+    const statement_run run(statement);
+    statement.bind(1, place).bind(2, most);
+    if (subclient_id) statement.bind(3, *subclient_id);
+    std::vector<listed_transaction> list;
+    while (statement.step())
+        list.push_back({statement.integer(transaction_column_count), transaction_row(statement)});
+    return list;
+}
+
+backup_mark_step mark_extents(sql_connection& connection, const share& of, std::int64_t backup_id,
+                              std::optional<std::int64_t> up_to_s, const step_place& from) {
+    const extent_place place = read_place(from);
+    lock_share(connection, of.subclient_id);
+    sql_statement mark(connection,
+                       (by_ids(connection, "UPDATE extent SET backup_id = ?2") +
+                        "(SELECT id FROM extent WHERE share = ?1 AND state = ?3 AND state < 2 AND backup_id IS NULL "
+                        "AND id > ?4 AND vtime <= ?5 ORDER BY id LIMIT ?6) RETURNING id")
+                           .c_str());
+    const std::int64_t last_ns = up_to_s ? last_ns_of(*up_to_s) : std::numeric_limits<std::int64_t>::max();
+    mark.bind(1, of.subclient_id).bind(2, backup_id).bind(3, place.state).bind(4, place.after_id);
+    mark.bind(5, last_ns).bind(6, marked_at_once);
+    backup_mark_step done;
+    std::int64_t last_id = 0;
+    const statement_run run(mark);
+    while (mark.step()) {
+        ++done.marked;
+        last_id = std::max(last_id, mark.integer(0));
+    }
+    if (done.marked == static_cast<std::uint64_t>(marked_at_once))
+        done.next = std::to_string(place.state) + ":" + std::to_string(last_id);
+    else if (place.state == 0)
+        done.next = "1:0";
+    return done;
+}
+
+void withdraw_share(sql_connection& connection, const share& gone) {
+    lock_share(connection, gone.subclient_id);
+    const auto run = [&](const char* sql) { sql_statement(connection, sql).bind(1, gone.subclient_id).run(); };
+    run("INSERT INTO withdrawn_share(subclient_id) VALUES(?1) ON CONFLICT DO NOTHING");
+    run("DELETE FROM token WHERE subclient_id = ?1");
+    run("DELETE FROM collect_transaction WHERE subclient_id = ?1");
+    run("DELETE FROM share WHERE subclient_id = ?1");
+}
+
+std::vector<std::int64_t> read_withdrawn_shares(sql_connection& connection) {
+    sql_statement statement(connection, "SELECT subclient_id FROM withdrawn_share ORDER BY subclient_id");
+    const statement_run run(statement);
+    std::vector<std::int64_t> found;
+    while (statement.step())
+        found.push_back(statement.integer(0));
+    return found;
+}
+
+/// The rows of some objects, and then the objects. What was removed is not found again, so no place is kept.
+bool remove_share_rows(sql_connection& connection, std::int64_t subclient_id) {
+#define IIF_OBJECTS "(SELECT id FROM object WHERE share = ?1 ORDER BY guid LIMIT ?2)"
+#define IIF_VERSIONS "(SELECT id FROM version WHERE share = ?1 AND object IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
+#define IIF_EXTENTS "(SELECT id FROM extent WHERE share = ?1 AND file IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
+    const std::string extents = by_ids(connection, "DELETE FROM extent") + IIF_EXTENTS " RETURNING 1";
+    const std::string versions = by_ids(connection, "DELETE FROM version") + IIF_VERSIONS " RETURNING 1";
+    const std::string objects = by_ids(connection, "DELETE FROM object") + IIF_OBJECTS " RETURNING 1";
+    // Properties before what they belong to, which names them.
+    const std::pair<const char*, const char*> removals[] = {
+        {"DELETE FROM extent_property WHERE share = ?1 AND extent IN " IIF_EXTENTS, extents.c_str()},
+        {"DELETE FROM version_property WHERE share = ?1 AND version IN " IIF_VERSIONS, versions.c_str()}};
+#undef IIF_OBJECTS
+#undef IIF_VERSIONS
+#undef IIF_EXTENTS
+    for (const auto& [properties, rows] : removals) {
+        sql_statement(connection, properties)
+            .bind(1, subclient_id)
+            .bind(2, objects_at_once)
+            .bind(3, rows_at_once)
+            .run();
+        sql_statement remove(connection, rows);
+        remove.bind(1, subclient_id).bind(2, objects_at_once).bind(3, rows_at_once);
+        if (run_and_count(remove) == rows_at_once) return true;
+    }
+    sql_statement remove(connection, objects.c_str());
+    if (run_and_count(remove.bind(1, subclient_id).bind(2, objects_at_once)) > 0) return true;
+    sql_statement(connection, "DELETE FROM withdrawn_share WHERE subclient_id = ?1").bind(1, subclient_id).run();
+    return false;
+}
+
+}  // namespace index_server
