@@ -56,6 +56,8 @@ public:
                             boost::json::object{{"id", made.id}, {"status", static_cast<int>(made.status)}})});
         } catch (const is_stopping&) {
             reply(error_reply(503, "the server is stopping"));
+        } catch (const is_retired&) {
+            reply(error_reply(404, "no such share"));
         }
     }
 

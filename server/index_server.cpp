@@ -11,6 +11,7 @@
 #include "server/routes.h"
 #include "server/server_metrics.h"
 #include "server/share_registry.h"
+#include "server/share_removal.h"
 #include "server/tls_identity.h"
 #include "server/token_store.h"
 #include "server/transactions.h"
@@ -48,7 +49,8 @@ struct index_server::running {
                  settings.metrics_token_file.empty() ? "" : read_token_file(settings.metrics_token_file)),
           shares(*storage, tokens),
           collects(*storage, shares, directory.spool(), metrics),
-          front(settings, *storage, shares, tokens, collects, metrics),
+          removal(*storage),
+          front(settings, {*storage, shares, tokens, collects, removal}, metrics),
           listener(settings, front, metrics, identity.get()) {}
 
     server_metrics metrics;
@@ -59,6 +61,7 @@ struct index_server::running {
     token_store tokens;
     share_registry shares;
     transactions collects;
+    share_removal removal;
     routes front;
     http_listener listener;
 };
@@ -75,6 +78,7 @@ void index_server::start() {
     auto fresh = std::make_unique<running>(settings_);
     fresh->collects.recover();
     fresh->collects.start(apply_workers);
+    fresh->removal.start();
     fresh->listener.start();
     port_ = fresh->listener.port();
     running_ = std::move(fresh);
@@ -87,6 +91,7 @@ void index_server::stop() {
     running_->listener.begin_stop();
     // Before the front is waited for: this is what answers the long polls.
     running_->collects.stop();
+    running_->removal.stop();
     running_->listener.stop();
     running_.reset();
     HOSTKIT_LOG(1, "index server: stopped");

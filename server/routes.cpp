@@ -10,7 +10,6 @@
 #include "server/management.h"
 #include "server/metrics_route.h"
 #include "server/search_query.h"
-#include "server/share_routes.h"
 
 namespace index_server {
 
@@ -19,7 +18,7 @@ namespace {
 constexpr const char* search_path = "/ZYWebService.svc/doWebSearch";
 const std::string management_prefix = "/management/";
 const std::string collect_prefix = "/collect/transactions";
-constexpr const char* shares_path = "/api/shares";
+const std::string admin_prefix = "/api/";
 constexpr const char* health_path = "/healthz";
 constexpr const char* metrics_path = "/metrics";
 
@@ -37,7 +36,7 @@ const char* route_name(const std::string& path) {
     if (path == collect_prefix) return "collect_submit";
     if (path == collect_prefix + "/last") return "collect_last";
     if (begins_with(path, collect_prefix + "/")) return path.ends_with("/close") ? "collect_close" : "collect_wait";
-    if (begins_with(path, "/api/")) return "api";
+    if (begins_with(path, admin_prefix)) return "api";
     if (path == health_path) return "healthz";
     if (path == metrics_path) return "metrics";
     return "unknown";
@@ -88,15 +87,15 @@ http_reply error_reply(unsigned status, const std::string& text) {
     return {status, boost::json::serialize(boost::json::object{{"error", text}})};
 }
 
-routes::routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
-               transactions& collects, const server_metrics& metrics)
+routes::routes(const server_settings& settings, const admin_parts& parts, const server_metrics& metrics)
     : settings_(settings),
-      storage_(storage),
-      shares_(shares),
-      tokens_(tokens),
-      collects_(collects),
+      parts_(parts),
+      storage_(parts.storage),
+      shares_(parts.shares),
+      tokens_(parts.tokens),
+      collects_(parts.collects),
       metrics_(metrics),
-      health_(storage) {}
+      health_(parts.storage) {}
 
 http_plan routes::plan(const http_head& head) {
     http_plan plan = plan_known(head);
@@ -116,7 +115,7 @@ http_plan routes::plan_known(const http_head& head) {
     if (head.path == collect_prefix || begins_with(head.path, collect_prefix + "/")) {
         return plan_collect(head, head.path.substr(collect_prefix.size()), *asker, settings_, shares_, collects_);
     }
-    if (head.path == shares_path) return plan_shares(head, *asker);
+    if (begins_with(head.path, admin_prefix)) return plan_admin(head, *asker, parts_, settings_.max_management_bytes);
     if (head.path == metrics_path && head.method == "GET") return plan_metrics(*asker);
     return answered(error_reply(404, "no such endpoint"));
 }
@@ -144,14 +143,6 @@ http_plan routes::plan_management(const http_head& head, const grant& asker, con
     if (head.method != "POST" || !is_management_tag(tag)) return answered(error_reply(404, "no such endpoint"));
     return worked(settings_.max_management_bytes, lane::search,
                   [this, asker, tag](const std::string& body) { return answer_management(tag, body, asker, shares_); });
-}
-
-http_plan routes::plan_shares(const http_head& head, const grant& asker) {
-    if (!asker.is_admin) return answered(error_reply(403, "this takes the admin token"));
-    if (head.method == "GET") return answered(list_shares(shares_));
-    if (head.method != "POST") return answered(error_reply(404, "no such endpoint"));
-    return worked(settings_.max_management_bytes, lane::collect,
-                  [this](const std::string& body) { return answer_registration(body, shares_); });
 }
 
 http_reply routes::search(const grant& asker, const std::string& body) {

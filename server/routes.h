@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "server/admin_routes.h"
 #include "server/engine.h"
 #include "server/http_service.h"
 #include "server/index_server.h"
@@ -17,8 +18,7 @@ namespace index_server {
 /// The server's endpoints. All objects outlive it.
 class routes : public http_service {
 public:
-    routes(const server_settings& settings, engine& storage, share_registry& shares, const token_store& tokens,
-           transactions& collects, const server_metrics& metrics);
+    routes(const server_settings& settings, const admin_parts& parts, const server_metrics& metrics);
 
     http_plan plan(const http_head& head) override;
     /// Searches of a storage on another machine mostly wait for it.
@@ -30,10 +30,10 @@ private:
     http_plan plan_metrics(const grant& asker);
     http_plan plan_search(const grant& asker);
     http_plan plan_management(const http_head& head, const grant& asker, const std::string& tag);
-    http_plan plan_shares(const http_head& head, const grant& asker);
     http_reply search(const grant& asker, const std::string& body);
 
     const server_settings& settings_;
+    const admin_parts parts_;
     engine& storage_;
     share_registry& shares_;
     const token_store& tokens_;

@@ -69,6 +69,11 @@ share_access share_registry::register_share(const std::string& name, const std::
     return access;
 }
 
+void share_registry::forget(std::int64_t subclient_id) {
+    const std::unique_lock lock(mutex_);
+    shares_.erase(subclient_id);
+}
+
 template <class Test>
 std::optional<share> share_registry::first(Test test) const {
     const std::shared_lock lock(mutex_);

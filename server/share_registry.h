@@ -26,6 +26,9 @@ public:
     /// unknown.
     share_access register_share(const std::string& name, const std::optional<std::string>& token = std::nullopt);
 
+    /// Lets go of a share that the storage has withdrawn.
+    void forget(std::int64_t subclient_id);
+
     std::optional<share> by_subclient(std::int64_t subclient_id) const;
     std::optional<share> by_client(std::int64_t client_id) const;
     std::optional<share> by_index_server(const std::string& index_server_name) const;

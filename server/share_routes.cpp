@@ -6,6 +6,8 @@
 
 #include <boost/json.hpp>
 
+#include "server/json_request.h"
+
 namespace index_server {
 
 namespace {
@@ -43,11 +45,26 @@ http_reply answer_registration(const std::string& body, share_registry& shares) 
     }
 }
 
-http_reply list_shares(const share_registry& shares) {
+boost::json::object share_json(const share& one) {
+    return as_json(one);
+}
+
+http_reply list_shares(const std::string& query, const share_registry& shares) {
+    const wanted_page page = read_page(query);
+    std::int64_t after = place_number(page.after, 0);
     boost::json::array list;
-    for (const share& one : shares.all())
+    boost::json::object answer;
+    for (const share& one : shares.all()) {
+        if (one.subclient_id <= after) continue;
+        if (list.size() == page.limit) {
+            answer["after"] = place_text(std::to_string(after));
+            break;
+        }
         list.push_back(as_json(one));
-    return {200, boost::json::serialize(list)};
+        after = one.subclient_id;
+    }
+    answer["shares"] = std::move(list);
+    return {200, boost::json::serialize(answer)};
 }
 
 }  // namespace index_server

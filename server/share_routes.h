@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include <boost/json/object.hpp>
+
 #include "server/http_service.h"
 #include "server/share_registry.h"
 
@@ -12,7 +14,10 @@ namespace index_server {
 /// body has the `token` of an earlier registration, that one, which then grants both.
 http_reply answer_registration(const std::string& body, share_registry& shares);
 
-/// All shares, without tokens.
-http_reply list_shares(const share_registry& shares);
+/// The ids of a share, without its token.
+boost::json::object share_json(const share& one);
+
+/// A page of all shares in the order of their subclient ids. Throws bad_request.
+http_reply list_shares(const std::string& query, const share_registry& shares);
 
 }  // namespace index_server

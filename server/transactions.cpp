@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <exception>
+#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -89,6 +90,7 @@ submission transactions::submit(spool_file& file, std::int64_t subclient_id) {
     {
         const std::lock_guard lock(mutex_);
         if (stopping_) throw is_stopping();
+        if (retired_.contains(subclient_id)) throw is_retired();
         entry& known = latest_[subclient_id];
         if (known.at != stage::ended) return {false, known.record.id, known.record.status};
         known = {record, stage::storing};
@@ -171,6 +173,31 @@ void transactions::close(const std::string& id, std::chrono::milliseconds limit,
     done(record);
 }
 
+bool transactions::retire(std::int64_t subclient_id, std::chrono::milliseconds limit) {
+    {
+        const std::lock_guard lock(mutex_);
+        retired_.insert(subclient_id);
+    }
+    try {
+        if (const std::optional<transaction_record> open = open_of(subclient_id)) {
+            std::promise<void> answered;
+            close(open->id, limit, [&](const auto&) { answered.set_value(); });
+            answered.get_future().wait();
+        }
+    } catch (...) {
+        readmit(subclient_id);
+        throw;
+    }
+    if (!open_of(subclient_id)) return true;
+    readmit(subclient_id);
+    return false;
+}
+
+void transactions::readmit(std::int64_t subclient_id) {
+    const std::lock_guard lock(mutex_);
+    retired_.erase(subclient_id);
+}
+
 void transactions::work() {
     for (;;) {
         transaction_record record;
@@ -215,6 +242,7 @@ bool transactions::settle(const transaction_record& record) {
     metrics_.count_collect_file(outcome.applied ? "applied" : "failed", outcome.applied ? outcome.lines : 0,
                                 took.count());
     ended.status = outcome.applied ? App::ProcessingStatus_COMPLETED : App::ProcessingStatus_FAILED;
+    ended.lines = outcome.lines;
     if (outcome.applied) {
         HOSTKIT_LOG(2, "index server: transaction [%s] is completed, %llu lines", record.id.c_str(),
                     static_cast<unsigned long long>(outcome.lines));

@@ -20,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,6 +35,9 @@ namespace index_server {
 
 /// Thrown by a submission while the server is stopping.
 struct is_stopping {};
+
+/// Thrown by a submission for a share that is being removed.
+struct is_retired {};
 
 /// What a submission led to.
 struct submission {
@@ -70,7 +74,8 @@ public:
     /// A place for a file of the share.
     std::unique_ptr<spool_file> make_file(std::int64_t subclient_id) const;
 
-    /// Makes a transaction of a file that arrived whole, unless one of the share is open. Throws is_stopping, too.
+    /// Makes a transaction of a file that arrived whole, unless one of the share is open. Throws is_stopping
+    /// and is_retired, too.
     submission submit(spool_file& file, std::int64_t subclient_id);
 
     /// How many files wait, and how many are being applied.
@@ -88,6 +93,12 @@ public:
 
     /// Drops a queued transaction; answers at once. One that is being stored or processed is waited for.
     void close(const std::string& id, std::chrono::milliseconds limit, const answer& done);
+
+    /// Takes no more files of a share, drops a queued one and waits for one that is being applied. False when that
+    /// takes longer than the limit; files are taken again then.
+    bool retire(std::int64_t subclient_id, std::chrono::milliseconds limit);
+    /// Takes files of the share again.
+    void readmit(std::int64_t subclient_id);
 
 private:
     enum class stage { storing, queued, processing, closing, ended };
@@ -113,12 +124,13 @@ private:
     server_metrics& metrics_;
     long_polls polls_;
 
-    // mutex_ guards latest_, queue_, applying_ and stopping_. Never held across the storage, file work or an answer;
-    // the long polls' own mutex may be taken under it.
+    // mutex_ guards latest_, queue_, retired_, applying_ and stopping_. Never held across the storage, file work or an
+    // answer; the long polls' own mutex may be taken under it.
     mutable std::mutex mutex_;
     std::condition_variable queued_;
     std::map<std::int64_t, entry> latest_;  // the latest transaction of each share, of this run
     std::deque<std::string> queue_;
+    std::set<std::int64_t> retired_;
     std::size_t applying_ = 0;
     bool stopping_ = false;
     std::vector<std::thread> workers_;

@@ -104,7 +104,7 @@ TEST_F(access_test, shares_are_registered_over_http) {
     EXPECT_EQ(made.text("name"), "caf\xc3\xa9 \"1\"");
     EXPECT_EQ(post(search_path, made.text("token"), search_of(made.number("subclient_id"))).status, 200);
     const answer list = get("/api/shares", admin);
-    EXPECT_EQ(boost::json::parse(list.body).as_array().size(), 3u);
+    EXPECT_EQ(boost::json::parse(list.body).at("shares").as_array().size(), 3u);
     EXPECT_EQ(list.body.find("token"), std::string::npos);
     for (const char* body :
          {"", "[]", "{\"name\":1}", "{\"name\":\"a/b\"}", "{\"name\":\"..\"}", "{\"name\":\"a\\nb\"}",
