@@ -1,6 +1,7 @@
 // The subcommands as functions: main reads the command line into these records and calls one of them.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -91,6 +92,23 @@ struct journal_options {
     bool json = false;
 };
 
+/// Of all the subcommands of `iif admin`; each reads the part that it takes.
+struct admin_options {
+    common_options common;
+    std::string url;               ///< empty: from the settings
+    std::string admin_token_file;  ///< the same
+    bool json = false;
+    std::string name;   ///< of a share, of those that need one
+    std::string share;  ///< of those that can do without
+    bool yes = false;
+    bool revoke = false;
+    std::int64_t backup_id = 0;
+    std::string before;
+    std::string older_than;
+    std::string file;
+    bool force = false;
+};
+
 /// Each runs to its end and returns how it went; a failure that ends it is thrown as program_error, or as another
 /// std::exception, which main reports as exit_code::cannot_reach.
 exit_code run_up(const serve_options& options);
@@ -107,5 +125,15 @@ exit_code run_journal_list(const journal_options& options);
 exit_code run_journal_cat(const journal_options& options);
 exit_code run_journal_check(const journal_options& options);
 exit_code run_journal_repair(const journal_options& options);
+exit_code run_admin_share_add(const admin_options& options);
+exit_code run_admin_share_list(const admin_options& options);
+exit_code run_admin_share_show(const admin_options& options);
+exit_code run_admin_share_remove(const admin_options& options);
+exit_code run_admin_share_token(const admin_options& options);
+exit_code run_admin_transactions(const admin_options& options);
+exit_code run_admin_backup_mark(const admin_options& options);
+exit_code run_admin_purge(const admin_options& options);
+exit_code run_admin_check(const admin_options& options);
+exit_code run_admin_backup(const admin_options& options);
 
 }  // namespace iif

@@ -1,9 +1,8 @@
 // The command line program: reads the command line and runs one subcommand.
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <functional>
 
-#include "iif/commands.h"
+#include "iif/command_line.h"
 #include "share/state_dir.h"
 
 namespace {
@@ -11,17 +10,6 @@ namespace {
 using namespace iif;
 
 constexpr const char* time_help = "RFC 3339, seconds since the epoch, or \"2 hours ago\"";
-
-struct chosen {
-    std::function<exit_code()> run;
-};
-
-void add_common(CLI::App& command, common_options& options) {
-    command.add_option("--config", options.config, "INI file with settings (default: $INDEX_IFACE_CONFIG)");
-    command.add_option("--log-level", options.log_level, "-1 errors ... 7 everything (default 0)")
-        ->check(CLI::Range(-1, 7));
-    command.add_option("--log-file", options.log_file, "Write the log there instead of standard error");
-}
 
 void add_serving(CLI::App& command, serve_options& options) {
     command.add_option("DIR", options.directory, "The directory tree to serve")->required();
@@ -162,6 +150,7 @@ int main(int argc, char** argv) {
     counters_options counters;
     status_options status;
     journal_options journal;
+    admin_options admin;
     chosen choice;
     CLI::App app{"A searchable index of a directory tree, now and at any past moment", "iif"};
     app.require_subcommand(1);
@@ -177,6 +166,7 @@ int main(int argc, char** argv) {
     add_counters(app, counters, choice);
     add_status(app, status, choice);
     add_journal(app, journal, choice);
+    add_admin(app, admin, choice);
     try {
         app.parse(argc, argv);
         return static_cast<int>(choice.run());

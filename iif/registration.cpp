@@ -6,25 +6,15 @@
 #include <chrono>
 
 #include "hostkit/http_exchange.h"
+#include "iif/admin_client.h"
 #include "iif/signals.h"
 #include "iif/stack.h"
-#include "share/state_files.h"
 
 namespace iif {
 namespace {
 
 namespace json = boost::json;
 using share_host::share_identity;
-
-std::string read_secret(const std::string& file) {
-    const auto content = share_host::read_state_file(file);
-    if (!content) throw program_error(exit_code::usage, "There is no token file " + file + "; check the name.");
-    std::string text = *content;
-    text.erase(
-        std::find_if(text.rbegin(), text.rend(), [](char c) { return c != '\n' && c != ' ' && c != '\r'; }).base(),
-        text.end());
-    return text;
-}
 
 // The answer to a registration names the share's ids and its token.
 share_identity identity_from(const std::string& text, const std::string& server_url, const std::string& source) {
@@ -50,16 +40,6 @@ struct registration {
     std::string name;
     std::string token;
 };
-
-// Why the server refused, in its own words where it has any.
-std::string stated_reason(const hostkit::http_answer& answer) {
-    json::error_code malformed;
-    const json::value body = json::parse(answer.body, malformed);
-    const json::object* fields = malformed ? nullptr : body.if_object();
-    const json::value* text = fields == nullptr ? nullptr : fields->if_contains("error");
-    if (text == nullptr || !text->is_string()) return "status " + std::to_string(answer.status);
-    return std::string(text->get_string());
-}
 
 // One try. Nothing when the server does not answer or is not well, with the reason.
 std::optional<share_identity> try_to_register(const registration& wanted, std::string& reason) {
@@ -126,7 +106,7 @@ std::vector<share_identity> identities_at_server(const std::vector<share_host::s
     const std::string url = server.url.ends_with('/') ? server.url : server.url + "/";
     std::vector<share_identity> given;
     for (const std::string& file : server.token_files)
-        given.push_back(identity_from(read_secret(file), url, "The file " + file));
+        given.push_back(identity_from(read_token_file(file), url, "The file " + file));
     std::vector<share_identity> identities;
     std::string token;
     for (const share_host::state_dir& state : states) {
@@ -140,7 +120,7 @@ std::vector<share_identity> identities_at_server(const std::vector<share_host::s
                              : "The share " + state.share_name +
                                    " is not registered yet; give --admin-token-file or --token-file.");
             const std::string name = identity ? identity->name : state.share_name;
-            identity = register_share({url, read_secret(server.admin_token_file), name, token}, stop);
+            identity = register_share({url, read_token_file(server.admin_token_file), name, token}, stop);
         }
         if (!identity) return {};
         token = identity->token;

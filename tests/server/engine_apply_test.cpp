@@ -221,6 +221,8 @@ CREATE TABLE meta(key TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
 INSERT INTO meta SELECT 'last_arrival', max(last_arrival) FROM share;
 ALTER TABLE share DROP COLUMN last_arrival;
 ALTER TABLE collect_transaction DROP COLUMN server;
+ALTER TABLE collect_transaction DROP COLUMN lines;
+DROP TABLE withdrawn_share;
 DROP TABLE token;
 CREATE TABLE token(id INTEGER PRIMARY KEY, hash TEXT NOT NULL UNIQUE, subclient_id INTEGER NOT NULL);
 INSERT INTO token(hash, subclient_id) VALUES('hash', 7);
