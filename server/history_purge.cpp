@@ -11,7 +11,7 @@ namespace index_server {
 namespace {
 
 constexpr std::int64_t page_objects = 1000;
-// Rows, about: some milliseconds of work, in which feeds wait.
+// Rows, about: tens of milliseconds of work, in which feeds wait.
 constexpr std::int64_t most_rows = 4000;
 // For what has to be done before a step ends, however much it did.
 constexpr std::int64_t spare_rows = 100;
@@ -85,8 +85,14 @@ bool history_purge::work_off_page() {
     page_.bind(old_extent_properties_).bind(4, bound_ns_).bind(5, tally_.rows_left).bind(6, bound_s_);
     page_.bind(old_extents_).bind(4, bound_ns_).bind(5, tally_.rows_left).bind(6, bound_s_);
     tally_.removed.extents += remove_rows(old_extent_properties_, old_extents_);
+    return remove_ended();
+}
+
+/// The leaves of the page go all at once; what is left are directories.
+bool history_purge::remove_ended() {
+    if (ended_in_page().empty()) return true;
     const auto in_page = [this](sql_statement& statement) { bind_ended(statement); };
-    if (!remove_all(ended_leaves_, in_page)) return false;
+    if (!ended_leaves_.remove(page_.share(), in_page, tally_)) return false;
     for (const ended_object& top : ended_in_page()) {
         if (!remove_tree(top)) return false;
     }

@@ -37,6 +37,7 @@ private:
     };
 
     bool work_off_page();
+    bool remove_ended();
     std::uint64_t remove_rows(sql_statement& properties, sql_statement& rows);
     bool remove_all(object_removal& set, const object_removal::binder& bind);
     sql_statement& bind_ended(sql_statement& statement) const;

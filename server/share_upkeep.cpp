@@ -16,7 +16,7 @@ namespace index_server {
 
 namespace {
 
-// Rows in one transaction: some milliseconds of work, in which feeds wait.
+// Rows in one transaction: tens of milliseconds of work, in which feeds wait.
 constexpr std::int64_t marked_at_once = 4000;
 constexpr std::int64_t objects_at_once = 500;
 constexpr std::int64_t rows_at_once = 4000;
