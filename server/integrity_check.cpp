@@ -31,7 +31,7 @@ constexpr const char* places_sql =
     "AND w.share = ?1 AND w.parent = v.parent AND w.name_key = v.name_key AND w.name = v.name AND +w.state = 0 "
     "AND +w.object < o.id AND other.share = ?1 AND other.id = w.object ORDER BY o.guid";
 
-enum column : int { id, guid, newest, version, version_guid, parent, known_parent, name, name_key, state, dtime };
+enum column : int { id, guid, newest, version, version_guid, parent, known_parent, name, key, state, dtime };
 
 std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
@@ -142,7 +142,7 @@ void integrity_check::check_versions() {
 void integrity_check::check_version(bool is_first) {
     const std::string_view object = versions_.text(guid);
     const std::string called = "version " + quoted(versions_.text(version_guid));
-    if (versions_.text(name_key) != folded_name(versions_.text(name)))
+    if (versions_.text(key) != name_key(folded_name(versions_.text(name))))
         add("name", object, called + " cannot be found by its name " + quoted(versions_.text(name)));
     if (!is_first) {
         if (!versions_.is_null(parent) && versions_.is_null(known_parent))

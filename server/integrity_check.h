@@ -7,7 +7,7 @@
 //   I4  Exactly one version of an object is marked as its newest: the greatest by (version time, arrival). It is marked
 //       as living or ended as its deletion time says, and the object names it. So with the versions of an extent.
 //   I5  No two objects live under one name in one directory.
-//   I6  The key that a name is found by is the folded name.
+//   I6  The key that a name is found by is the front of the folded name.
 #pragma once
 
 #include <cstdint>

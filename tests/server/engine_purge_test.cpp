@@ -29,7 +29,7 @@ protected:
     /// What the library's caller gets to see of a directory's children at a moment, 0 for now, and below it.
     std::string tree(const std::string& path, const asked& how, int depth = 0) {
         std::string text;
-        for (const found_item& item : ask(true, path, how)) {
+        for (const found_item& item : ask(ask_for::path_children, path, how)) {
             if (gone(item, how)) continue;
             const std::string below = (path == "/" ? "" : path) + "/" + item.name;
             text += below + "=" + item.version + "@" + std::to_string(item.vtime) + " ";
