@@ -170,14 +170,14 @@ std::optional<transaction_record> read_transaction(sql_connection& connection, c
 
 std::optional<transaction_record> read_last_transaction(sql_connection& connection, std::int64_t subclient_id,
                                                         const std::string& server) {
-    sql_statement statement(
-        connection, (select_transaction + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
+    sql_statement statement(connection,
+                            (select_transaction + "WHERE subclient_id = ?1 ORDER BY seq DESC LIMIT 1").c_str());
     return only_transaction(statement.bind(1, subclient_id), server);
 }
 
 std::vector<transaction_record> read_open_transactions(sql_connection& connection, const std::string& server) {
-    sql_statement statement(
-        connection, (select_transaction + "WHERE status IN (?1, ?2) AND server = ?3 ORDER BY seq").c_str());
+    sql_statement statement(connection,
+                            (select_transaction + "WHERE status IN (?1, ?2) AND server = ?3 ORDER BY seq").c_str());
     statement.bind(1, std::int64_t{App::ProcessingStatus_QUEUED})
         .bind(2, std::int64_t{App::ProcessingStatus_PROCESSING})
         .bind(3, server);
