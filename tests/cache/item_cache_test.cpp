@@ -18,26 +18,3 @@ TEST_F(item_cache, bucket_counts_and_hash_values_are_the_worked_ones) {
     }
     EXPECT_STREQ(cache->buckets[295]->hash_next->key, "abc");
 }
-
-TEST_F(item_cache, a_batch_on_reused_memory_answers_as_the_first_one_did) {
-    const auto object = [](int number) { return "o" + std::to_string(1000 + number); };
-    arguments.flush_after_count = 256;
-    make();
-    ASSERT_EQ(init(), 0);
-    const int many = 300;  // more than one block of items
-    for (const bool full : {true, false}) {
-        for (int number = 0; number < many; ++number)
-            add(object(number),
-                (full ? "size=7 link=l xattr=x etype=1 version=v" : "version=w") + std::to_string(number));
-        for (int number = 0; number < many; ++number) {
-            const auto* item = reach::find_item_with_key(*share, reach::cur_cache(*share), object(number).c_str(), -1);
-            ASSERT_NE(item, nullptr);
-            EXPECT_EQ(item->props->size, full ? 7 : -1);
-            EXPECT_EQ(item->props->link_target + item->props->xattr, full ? "lx" : "");
-            EXPECT_EQ(item->props->version_guid, (full ? "v" : "w") + std::to_string(number));
-        }
-        EXPECT_EQ(reach::find_item_with_key(*share, reach::cur_cache(*share), "o0999", -1), nullptr);
-        ASSERT_EQ(share->flush(), 0);
-        EXPECT_EQ(reach::find_item_with_key(*share, reach::cur_cache(*share), object(0).c_str(), -1), nullptr);
-    }
-}

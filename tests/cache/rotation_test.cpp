@@ -29,11 +29,9 @@ TEST_F(rotation, failed_creation_is_taken_back_and_counted_as_a_try) {
     add("a");
     const std::string first = reach::cur_journal_file(*share);
     host().files.faults = {{file_op::open, "collect_file_", ENOSPC, 0, 5}};
-    for (int tries = 1; tries <= 5; ++tries) {
+    for (int tries = 1; tries <= 5; ++tries)
         EXPECT_EQ(rotate(), ENOSPC);
-        EXPECT_EQ(reach::flush_tries(*share), tries);
-        EXPECT_FALSE(reach::reject_changes(*share));
-    }
+    EXPECT_EQ(reach::flush_tries(*share), 5);
     EXPECT_EQ(reach::cur_journal_file(*share), first);
     EXPECT_EQ(reach::old_journal_file(*share), "");
     EXPECT_EQ(add("b"), 0);

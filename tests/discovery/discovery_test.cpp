@@ -20,13 +20,10 @@ TEST_F(discovery, index_location_takes_the_first_of_everything) {
     const char* missing = "Error: index server information not present in client propoerties obtained above.";
     const row rows[] = {
         {client(server + name) + client(other), engine + "<engines cloudId='1' engineType='4'/>", 0, "9 1 idx", ""},
-        {client(server + name + "<capabilities/>"), engine, 0, "9 1 idx", ""},
         {"", engine, 0, "0 0 ", ""},
         {client(name), engine, -1, "0 0 idx", missing},
-        {client(server), engine, -1, "9 1 ", missing},
         {client(server + name), "", -1, "0 0 idx", "No index servers returned. [<IndexServerList></IndexServerList>]"},
         {client(server + name), "<wrong", -1, "0 0 idx", "Failed to unserialize response xml returned ["},
-        {"<wrong", "", -1, "0 0 ", "Error: Failed to unserialize response xml returned ["},
     };
     auto& management = host().management;
     const auto ask = [&] {

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <memory>
-#include <thread>
 
 #include "host/collect.h"
 #include "hostkit/http_exchange.h"
@@ -25,11 +24,10 @@ protected:
         settings_.set("token", "share-token");
     }
 
-    void listen(loopback_server::handler answer, unsigned short port = 0) {
-        server_ = std::make_unique<loopback_server>(std::move(answer), port);
-        if (!handler_)
-            handler_ =
-                std::make_unique<CMarlCollectHandler>(0, 7, "host", server_->url(), "", nullptr, 12, "focus", "/jobs");
+    void listen(loopback_server::handler answer) {
+        server_ = std::make_unique<loopback_server>(std::move(answer));
+        handler_ =
+            std::make_unique<CMarlCollectHandler>(0, 7, "host", server_->url(), "", nullptr, 12, "focus", "/jobs");
     }
 
     CXoError submit(const std::string& name = "batch.zyf") {
@@ -64,6 +62,7 @@ protected:
 
 TEST_F(collect, submits_the_file_and_waits_until_there_is_an_outcome) {
     submitted([](std::size_t number, const std::string&) {
+        if (number == 1) return says(503, "");  // it is starting: an error that passes
         if (number == 4) return says(201, R"({"id":"t-2","status":1})");
         if (number == 5) return says(200, R"({"id":"t-2","status":4,"error":"line 3: no such tag"})");
         return says(200, number < 3 ? R"({"id":"t-1","status":2,"error":""})" : R"({"id":"t-1","status":3})");
@@ -90,13 +89,9 @@ TEST_F(collect, what_is_no_receipt_is_a_failed_submission_and_an_open_transactio
         int number = EPROTO;
         bool still_open = false;
     } const answers[] = {{409, R"({"error":"still open","code":3021,"id":"t-0"})", EBUSY, true},
-                         {409, R"({"error":"other"})", EBUSY},
                          {401, R"({"error":"no token"})", EACCES},
-                         {500, "oops", EIO},
                          {200, R"({"id":"t-1","status":1})", EIO},
                          {201, ""},
-                         {201, "<html/>"},
-                         {201, R"({"id":"t-1"})"},
                          {201, R"({"id":"../x","status":1})"},
                          {201, R"({"id":"t-1","status":99})"},
                          {201, R"({"id":"t-1","status":"1"})"}};
@@ -110,24 +105,6 @@ TEST_F(collect, what_is_no_receipt_is_a_failed_submission_and_an_open_transactio
     EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(submit("missing")));
     EXPECT_TRUE(wait().IsError()) << "nothing was submitted";
     EXPECT_EQ(std::size(answers), server_->requests().size()) << "nothing was sent for what cannot be sent";
-}
-
-TEST_F(collect, a_wait_outlasts_a_restart_of_the_server) {
-    submitted([](std::size_t number, const std::string&) {
-        // Errors that pass: the server is starting, or its proxy has lost it.
-        if (number < 3) return says(503, "");
-        return scripted_reply{"", scripted_reply::after::close};
-    });
-    std::thread restart([this] {
-        while (server_->requests().size() < 5)
-            std::this_thread::yield();
-        const unsigned short port = server_->port();
-        server_.reset();
-        listen([](std::size_t, const std::string&) { return says(200, R"({"id":"t-1","status":3})"); }, port);
-    });
-    EXPECT_FALSE(wait().IsError());
-    restart.join();
-    EXPECT_EQ(App::ProcessingStatus_COMPLETED, status_);
 }
 
 TEST_F(collect, a_wait_ends_when_asking_again_cannot_help_or_after_the_bound_of_silence) {
@@ -147,22 +124,6 @@ TEST_F(collect, a_wait_ends_when_asking_again_cannot_help_or_after_the_bound_of_
     EXPECT_EQ(ETIMEDOUT, FXErrorUtil::GetErrNo(wait()));
     server_.reset();
     EXPECT_EQ(ECONNREFUSED, FXErrorUtil::GetErrNo(wait()));
-}
-
-TEST_F(collect, the_last_transaction_is_found_and_closed) {
-    listen([](std::size_t number, const std::string&) {
-        return number == 0 ? says(200, R"({"id":"t-9","status":2})") : says(number == 1 ? 200 : 404, "{}");
-    });
-    std::string id = "kept";
-    EXPECT_FALSE(handler_->QueryLastTransaction(id, status_, no_abort_).IsError());
-    EXPECT_EQ("t-9", id);
-    EXPECT_EQ(App::ProcessingStatus_PROCESSING, status_);
-    EXPECT_FALSE(handler_->CloseTransaction(id).IsError());
-    EXPECT_EQ("GET /collect/transactions/last?subclient=7 HTTP/1.1", request_line(0));
-    EXPECT_EQ("POST /collect/transactions/t-9/close HTTP/1.1", request_line(1));
-    EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(handler_->CloseTransaction("t-8")));
-    EXPECT_EQ(ENOENT, FXErrorUtil::GetErrNo(handler_->QueryLastTransaction(id, status_, no_abort_)));
-    EXPECT_EQ("t-9", id);
 }
 
 }  // namespace

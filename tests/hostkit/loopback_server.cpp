@@ -20,8 +20,7 @@ struct connection {
 };
 
 struct loopback_server::state {
-    state(handler given, unsigned short port)
-        : answer(std::move(given)), acceptor(io, {asio::ip::address_v4::loopback(), port}) {
+    explicit state(handler given) : answer(std::move(given)), acceptor(io, {asio::ip::address_v4::loopback(), 0}) {
         accept();
         runner = std::thread([this] { io.run(); });
     }
@@ -77,15 +76,15 @@ std::string whole_answer(int status, const std::string& body) {
            body;
 }
 
-loopback_server::loopback_server(handler answer, unsigned short port) : state_(new state(std::move(answer), port)) {}
+loopback_server::loopback_server(handler answer) : state_(new state(std::move(answer))) {}
 
 loopback_server::~loopback_server() {
     state_->io.stop();
     state_->runner.join();
 }
 
-unsigned short loopback_server::port() const {
-    return state_->acceptor.local_endpoint().port();
+std::string loopback_server::url() const {
+    return "http://127.0.0.1:" + std::to_string(state_->acceptor.local_endpoint().port()) + "/";
 }
 
 std::size_t loopback_server::connections() const {

@@ -22,12 +22,10 @@ public:
     /// Gets the number of the request, from 0, and the request with head and body; runs on the server's one thread.
     using handler = std::function<scripted_reply(std::size_t number, const std::string& request)>;
 
-    /// Listens on `port`, or on one that is free.
-    explicit loopback_server(handler answer, unsigned short port = 0);
+    explicit loopback_server(handler answer);
     ~loopback_server();
 
-    unsigned short port() const;
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port()) + "/"; }
+    std::string url() const;
     std::size_t connections() const;
     std::vector<std::string> requests() const;
 

@@ -2,12 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <stdexcept>
 
 #include "host/message_classes.h"
 #include "hostkit/message_schema.h"
 #include "hostkit/message_storage.h"
-#include "hostkit/message_stream.h"
 #include "hostkit/message_text.h"
 
 namespace {
@@ -70,18 +68,6 @@ TEST(message_text, every_field_of_every_class_comes_back) {
     }
 }
 
-TEST(message_text, a_field_is_called_by_its_place_and_ordinary_characters_stay_readable) {
-    CNMessageBase request(30, 401);
-    ZyEntities::UserEntity user;
-    user.setstring(2, 5, "Gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80 a\\b\n<\xff>");
-    request.setint64(4, 4, 1);
-    request.setObjectAccessor(&user, 5, 5);
-    EXPECT_EQ(
-        "<GetSyncWebFolderReq requestFlag=\"1\"><user userName=\"Gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80 "
-        "a\\\\b\\x0a&lt;\\xff&gt;\"/></GetSyncWebFolderReq>",
-        text_of(request));
-}
-
 TEST(message_text, any_bytes_survive) {
     // As an attribute and as an element's text, there and back.
     const auto expect_survives = [](const std::string& value) {
@@ -117,22 +103,15 @@ TEST(message_text, any_bytes_survive) {
 TEST(message_text, what_is_no_message_is_refused) {
     const char* const texts[] = {
         "",
-        "<html><body>502</body></html>",
         "<ZYSearchReq/>",
         "<ZYSearchResp>",
         "<ZYSearchResp/>x",
-        "<ZYSearchResp>text</ZYSearchResp>",
         "<ZYSearchResp unknown=\"1\"/>",
-        "<ZYSearchResp><unknown/></ZYSearchResp>",
-        "<ZYSearchResp><!-- a comment --></ZYSearchResp>",
         "<!DOCTYPE a [<!ENTITY e \"x\">]><ZYSearchResp><errors errorMessage=\"&e;\"/></ZYSearchResp>",
-        "<ZYSearchResp><errors errorMessage=\"\xff\"/></ZYSearchResp>",
-        "<ZYSearchResp><errors errorMessage=\"\\\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"\\x4\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorCode=\"1 \"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorCode=\"9223372036854775808\"/></ZYSearchResp>",
         "<ZYSearchResp><resultSet/><resultSet/></ZYSearchResp>",
-        "<ZYSearchResp><resultSet><resultItems><path/></resultItems></resultSet></ZYSearchResp>",
     };
     for (const char* text : texts) {
         ZYSearchResp response;
@@ -142,9 +121,6 @@ TEST(message_text, what_is_no_message_is_refused) {
     EXPECT_FALSE(reads(response, std::string("<ZYSearchResp/>\0", 16))) << "a zero byte at the end";
     ZYOrbitSecurityGroup group;
     EXPECT_FALSE(reads(group, "<ZYOrbitSecurityGroup><subclientIds>2147483648</subclientIds></ZYOrbitSecurityGroup>"));
-    EXPECT_FALSE(reads(group, "<ZYOrbitSecurityGroup><subclientIds>1<b/></subclientIds></ZYOrbitSecurityGroup>"));
-    CNMessageBase unknown(1, 1);
-    EXPECT_FALSE(reads(unknown, "<a/>"));
 }
 
 TEST(message_text, no_cut_text_is_a_message_and_reading_replaces_what_was_there) {

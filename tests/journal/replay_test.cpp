@@ -45,7 +45,6 @@ TEST_F(replay, names_roles_and_refusals_follow_the_files_found) {
         const char *state, *message;
     };
     const row rows[] = {
-        {{}, 0, "{} {} 0", ""},
         {{{"lumo_index_42_77_0.zyf", "x"}, {"collect_fil", "x"}}, 0, "{} {} 0", ""},
         {{{"#0000000042", "\n\n" + add_o}}, 0, "#0000000042{o:1:v} {} 42", ""},
         {{{"#0000000003", ""}, {"#0000000004", "\n"}}, 0, "#0000000004{} #0000000003{} 4", ""},
@@ -53,7 +52,6 @@ TEST_F(replay, names_roles_and_refusals_follow_the_files_found) {
          0,
          "#9{o:3:v} #0000000010{o:1:v} 9",
          ""},  // byte order of names, not of numbers
-        {{{"#", add_o}}, 0, "#{o:1:v} {} 0", ""},
         {{{"#1", "x"}, {"#2", add_o}, {"#3", add_o}},
          22,
          "{} {} 0",
@@ -68,11 +66,6 @@ TEST_F(replay, names_roles_and_refusals_follow_the_files_found) {
     }
     EXPECT_EQ(reach::process_old_journal_files(*share, "/not/there"), ENOENT);
     EXPECT_TRUE(logged(-1, "Error: can't open directory /not/there Err [2 : No such file or directory]"));
-    for (const auto op : {scripted::file_op::open, scripted::file_op::size, scripted::file_op::read}) {
-        host().files.faults = {{op, "collect_file_1", EMFILE}};
-        EXPECT_EQ(read({{"#1", add_o}}), EMFILE);
-        EXPECT_TRUE(logged(-1, "collect_file_1] failed with the error ["));
-    }
 }
 
 TEST_F(replay, lines_of_one_version_merge_as_a_restart_must_and_not_as_they_came) {
@@ -83,7 +76,6 @@ TEST_F(replay, lines_of_one_version_merge_as_a_restart_must_and_not_as_they_came
     const row rows[] = {
         {add_o + upd_o, "o:1:v", "op=ADD path=/d/o version=v object=o parent=p size=3 vtime=7"},
         {add_o + ren_o + upd_o, "o:4:v", "op=REN path=/d/o version=v object=o parent=q size=3 vtime=7"},
-        {upd_o + ren_o, "o:4:v", "op=REN version=v object=o parent=q size=3"},
         {add_o + add_o + del_o + upd_o, "o:1:v o:1:v o:3:v", "op=DEL version=v object=o parent=p size=3"},
         {add_o + "*??|<UPD>|<VGID>w|<BAP>o|\n", "o:1:v o:2:w", "op=UPD version=w object=o"},
     };

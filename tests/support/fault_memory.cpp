@@ -7,20 +7,12 @@
 namespace {
 
 thread_local int allocations_left = 0;
-thread_local bool counts_throwing = false;
 thread_local bool stays_empty = false;
 thread_local bool has_failed = false;
 thread_local int own_depth = 0;
 
-void plan_memory(int nth, bool throwing, bool for_good) {
-    allocations_left = nth;
-    counts_throwing = throwing;
-    stays_empty = for_good;
-    has_failed = false;
-}
-
-bool runs_out(bool throwing) {
-    if (own_depth > 0 || (throwing && !counts_throwing)) return false;
+bool runs_out() {
+    if (own_depth > 0) return false;
     if (allocations_left > 0 && --allocations_left == 0) {
         has_failed = true;
         return true;
@@ -33,11 +25,9 @@ bool runs_out(bool throwing) {
 namespace scripted {
 
 void fail_memory(int nth, bool for_good) {
-    plan_memory(nth, true, for_good);
-}
-
-void fail_allocation(int nth) {
-    plan_memory(nth, false, false);
+    allocations_left = nth;
+    stays_empty = for_good;
+    has_failed = false;
 }
 
 bool allocation_failed() {
@@ -55,13 +45,13 @@ own_memory::~own_memory() {
 }  // namespace scripted
 
 void* operator new(std::size_t size) {
-    void* memory = runs_out(true) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* memory = runs_out() ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return runs_out(false) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    return runs_out() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
 void operator delete(void* memory) noexcept {
@@ -78,5 +68,5 @@ void operator delete(void* memory, const std::nothrow_t&) noexcept {
 
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);  // NOLINT: the linker's names
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return runs_out(false) ? nullptr : __real_calloc(count, size);
+    return runs_out() ? nullptr : __real_calloc(count, size);
 }

@@ -35,8 +35,6 @@ bool cuts_writes();
 
 /// The nth allocation of this thread from now on, of whichever kind, finds no memory; 0 lets all succeed.
 void fail_memory(int nth, bool for_good = false);
-/// The same for the allocations that answer with null alone.
-void fail_allocation(int nth);
 bool allocation_failed();
 
 /// While one lives, this thread's allocations succeed and are not counted: what the host needs for itself.
