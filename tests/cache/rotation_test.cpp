@@ -2,7 +2,6 @@
 #include "tests/support/share_test.h"
 
 using rotation = started_share;
-using scripted::file_op;
 
 TEST_F(rotation, answers_by_the_journals_that_stand) {
     reach::at_startup(*share) = true;
@@ -28,9 +27,10 @@ TEST_F(rotation, answers_by_the_journals_that_stand) {
 TEST_F(rotation, failed_creation_is_taken_back_and_counted_as_a_try) {
     add("a");
     const std::string first = reach::cur_journal_file(*share);
-    host().files.faults = {{file_op::open, "collect_file_", ENOSPC, 0, 5}};
+    scripted::fail_call(1, {true, false});
     for (int tries = 1; tries <= 5; ++tries)
-        EXPECT_EQ(rotate(), ENOSPC);
+        EXPECT_EQ(rotate(), scripted::refused_errno);
+    scripted::fail_call(0);
     EXPECT_EQ(reach::flush_tries(*share), 5);
     EXPECT_EQ(reach::cur_journal_file(*share), first);
     EXPECT_EQ(reach::old_journal_file(*share), "");

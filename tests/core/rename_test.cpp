@@ -72,19 +72,4 @@ TEST_F(rename_change, flush_now_delivers_and_never_changes_the_answer) {
     EXPECT_EQ(rename("o", "p0", "", true), 0);
     EXPECT_TRUE(logged(-1, "INDEX_IFACE: Warning: flush failed with the error [11]."));
     EXPECT_EQ(items(reach::old_cache(*share)), "o:4:v1");
-    cycle();
-
-    // The delay is that of the backlog before the flush, which wakes no thread, and it is slept after the flush.
-    reach::flush_after_count(*share) = 3;
-    add("a"), add("b"), add("c");
-    host().sleeps.clear();
-    clear_log();
-    std::size_t batches_at_sleep = 0;
-    host().on_sleep = [&](unsigned long) { batches_at_sleep = host().collect.batches.size(); };
-    const std::size_t batches = host().collect.batches.size();
-    EXPECT_EQ(rename("o", "p0", "", true), 0);
-    EXPECT_EQ(host().sleeps, (std::vector<unsigned long>{1}));
-    EXPECT_EQ(batches_at_sleep, batches + 1);
-    EXPECT_EQ(times_logged("notifying flush thread"), 0);
-    EXPECT_EQ(counter("delay_ms"), "1");
 }

@@ -1,8 +1,7 @@
-// The collect file: what stands in it, in which order, and what a failed write leaves.
+// The collect file: what stands in it, and in which order.
 #include "tests/support/share_test.h"
 
 using collect_file = started_share;
-using scripted::file_op;
 
 TEST_F(collect_file, holds_updates_then_other_changes_then_extents_in_order_of_arrival) {
     for (const char* name : {"a", "e1", "b"})
@@ -22,27 +21,4 @@ TEST_F(collect_file, holds_updates_then_other_changes_then_extents_in_order_of_a
               "*??|<ADD>|<SHOW>|<VTIM>1|<VTMS>0|<ADDV>1|<VGID>v1|<BAP>g|<EPG>p1|<DTIM>0|<LFN>g|\n"
               "*??|<ADD>|<SHOW>|<VTIM>1|<VTMS>0|<VGID>v1|<BAP>e1|<EPG>p1|<OTYP>1|<DTIM>0|<IEXT>1|<LFN>e1|\n"
               "*??|<UPD>|<UKEY>v1|<BAP>e2|<EPG>p1|<OTYP>1|<IEXT>1|<LFN>e2|\n");
-}
-
-TEST_F(collect_file, failing_write_leaves_no_file_and_refuses_nothing) {
-    update("u");
-    add("a");
-    add("e", "extent=1");
-    ASSERT_EQ(rotate(), 0);
-    for (const unsigned short_by : {0u, 1u}) {
-        for (int group = 0; group < 3; ++group) {
-            host().files.faults = {{file_op::write, ".zyf", short_by == 0 ? ENOSPC : 0, group, 1, short_by}};
-            EXPECT_EQ(deliver(), short_by == 0 ? ENOSPC : EIO);
-            EXPECT_FALSE(std::filesystem::exists(reach::collect_file(*share)));
-        }
-    }
-    host().files.faults = {{file_op::open, ".zyf", EACCES}};
-    EXPECT_EQ(deliver(), EACCES);
-    EXPECT_TRUE(logged(-1, ".zyf], flag [1601], mode [420] failed with the error ["));
-    EXPECT_TRUE(host().collect.calls.empty());
-    EXPECT_FALSE(reach::reject_changes(*share));
-    EXPECT_EQ(reach::flush_tries(*share), 7);
-    write_file(reach::collect_file(*share), std::string(9999, 'x'));
-    EXPECT_EQ(deliver(), 0);
-    EXPECT_EQ(std::ranges::count(host().collect.batches.at(0), '\n'), 3);
 }

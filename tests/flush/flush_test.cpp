@@ -4,7 +4,6 @@
 #include "tests/support/share_test.h"
 
 using flush = started_share;
-using scripted::file_op;
 
 TEST_F(flush, returns_when_what_was_accepted_before_it_is_delivered) {
     host().sleeps.clear();
@@ -21,8 +20,8 @@ TEST_F(flush, returns_when_what_was_accepted_before_it_is_delivered) {
 
     host().on_sleep = nullptr;
     add("e");
-    host().files.faults = {{file_op::open, "collect_file_", EMFILE}};
-    EXPECT_EQ(share->flush(), EMFILE);
+    scripted::fail_call(1);
+    EXPECT_EQ(share->flush(), scripted::refused_errno);
     break_delivery(1);
     EXPECT_EQ(share->flush(), 11);
     EXPECT_EQ(reach::last_flush_error(*share), 11u);

@@ -28,10 +28,6 @@ struct loopback_server::state {
     void accept() {
         acceptor.async_accept([this](boost::system::error_code failed, tcp::socket socket) {
             if (failed) return;
-            {
-                const std::lock_guard guard(lock);
-                ++connections;
-            }
             read(std::make_shared<connection>(connection{std::move(socket), {}, {}}));
             accept();
         });
@@ -65,8 +61,7 @@ struct loopback_server::state {
     asio::io_context io;
     tcp::acceptor acceptor;
     std::vector<std::shared_ptr<connection>> silent;
-    std::mutex lock;  // guards the two below
-    std::size_t connections = 0;
+    std::mutex lock;  // guards `requests`
     std::vector<std::string> requests;
     std::thread runner;
 };
@@ -85,11 +80,6 @@ loopback_server::~loopback_server() {
 
 std::string loopback_server::url() const {
     return "http://127.0.0.1:" + std::to_string(state_->acceptor.local_endpoint().port()) + "/";
-}
-
-std::size_t loopback_server::connections() const {
-    const std::lock_guard guard(state_->lock);
-    return state_->connections;
 }
 
 std::vector<std::string> loopback_server::requests() const {

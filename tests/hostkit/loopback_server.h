@@ -26,7 +26,6 @@ public:
     ~loopback_server();
 
     std::string url() const;
-    std::size_t connections() const;
     std::vector<std::string> requests() const;
 
 private:

@@ -95,7 +95,7 @@ TEST_F(replay, start_delivers_both_batches_in_order_and_goes_on_with_the_next_nu
     EXPECT_EQ(host().collect.batches,
               (std::vector<std::string>{"*??|<ADD>|<SHOW>|<VTIM>7|<ADDV>1|<VGID>v|<BAP>o|<EPG>p|<LFN>o|\n",
                                         "*??|<UPD>|<ADDV>1|<VGID>v|<BAP>o|<FS>3|\n"}));
-    EXPECT_EQ(host().files.opens,
+    EXPECT_EQ(host().opens,
               (std::vector<std::string>{"collect_file_0000000008 128 0", "collect_file_0000000007 128 0",
                                         "collect_file_0000000008 1153 420", "lumo_index_42_77_0.zyf 1601 420",
                                         "collect_file_0000000009 1729 420", "lumo_index_42_77_0.zyf 1601 420"}));

@@ -16,24 +16,6 @@
 
 namespace scripted {
 
-enum class file_op { open, read, write, size };
-
-/// Operations on files whose name holds `name_part`: `skip` of them pass, then `times` fail with `error_number`, or,
-/// when that is 0, write `short_by` bytes too few.
-struct file_fault {
-    file_op op = file_op::open;
-    std::string name_part;
-    int error_number = 0;
-    int skip = 0;
-    int times = 1;
-    unsigned short_by = 0;
-};
-
-struct file_script {
-    std::deque<file_fault> faults;
-    std::vector<std::string> opens;  ///< "leaf flags mode"
-};
-
 /// Outcomes are used up in order; then everything succeeds.
 struct collect_script {
     struct outcome {
@@ -69,8 +51,8 @@ struct management_script {
 };
 
 struct host_state {
-    std::mutex lock;  ///< guards what two threads of the library can reach: faults, opens, time, batches, requests
-    file_script files;
+    std::mutex lock;  ///< guards what two threads of the library can reach: opens, time, batches, requests
+    std::vector<std::string> opens;  ///< "leaf flags mode"
     collect_script collect;
     http_script http;
     management_script management;

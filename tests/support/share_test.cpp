@@ -177,11 +177,11 @@ void share_test::write_file(const std::filesystem::path& path, const std::string
     std::ofstream(path, std::ios::binary) << text;
 }
 
-int share_test::times_logged(const std::string& text, std::optional<int> level) {
+bool share_test::logged(int level, const std::string& text) {
     std::istringstream lines(read_file(root / "log").substr(log_begin));
-    int times = 0;
     std::string moment, thread, line;
-    for (int line_level = 0; lines >> moment >> thread >> line_level && std::getline(lines, line);)
-        times += line_level == level.value_or(line_level) && line.find(text) != std::string::npos;
-    return times;
+    for (int line_level = 0; lines >> moment >> thread >> line_level && std::getline(lines, line);) {
+        if (line_level == level && line.find(text) != std::string::npos) return true;
+    }
+    return false;
 }

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <filesystem>
 #include <memory>
-#include <optional>
 
 #include "core/index_iface.h"
 #include "tests/support/record_text.h"
@@ -68,8 +67,7 @@ protected:
     static void write_file(const std::filesystem::path& path, const std::string& text);
     std::string journal() { return read_file(reach::cur_journal_file(*share)); }
     /// Whether a line of that level holds the text; looks at all lines since the last clear_log.
-    bool logged(int level, const std::string& text) { return times_logged(text, level) != 0; }
-    int times_logged(const std::string& text, std::optional<int> level = {});
+    bool logged(int level, const std::string& text);
     void clear_log() { log_begin = std::filesystem::file_size(root / "log"); }
 
     scripted::host_state& host() { return scripted::host(); }
