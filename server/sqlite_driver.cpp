@@ -20,8 +20,8 @@ constexpr int busy_wait_ms = 10000;
                              (handle != nullptr ? sqlite3_errmsg(handle) : "out of memory"));
 }
 
-/// The database holds what the shares hold, so it belongs to its owner alone; its side files take its mode over. One that
-/// is there is not opened: closing it here would end the locks that other connections of this process have on it.
+/// The database holds what the shares hold, so it belongs to its owner alone; its side files take its mode over. One
+/// that is there is not opened: closing it here would end the locks that other connections of this process have on it.
 void make_private_file(const std::string& path) {
     const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (descriptor >= 0) {
