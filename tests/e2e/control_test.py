@@ -221,11 +221,7 @@ def the_program_is_a_client(scratch):
     assert "index.adds 3\n" in printed("counters", "--clear")
     assert json.loads(printed("counters", "--json"))["index.adds"] == "0"
     assert "host       running" in printed("status")
-    watch = scratch.start("status", "--watch", *state)
-    wait_for_text(watch, r"(?s)(host       running.*){2}")
     stop(host.process)
-    wait_for_text(watch, "host       not running")
-    stop(watch)
 
     # Without a host a flush and a query start what they need, and what only a host can tell is not made up.
     assert json.loads(printed("find", "--guid", "f", "--json"))["path"] == "/d/f%0A"

@@ -126,7 +126,10 @@ def within_a_line(scratch):
     crash.kill([None])
     refused = scratch.run("host", "--share", "s", "--server", crash.host.url, "--state", scratch.state, expect=REFUSED)
     assert b"iif journal repair" in refused.stderr, refused.stderr
+    assert b"incomplete" in scratch.run("journal", "list", crash.host.where("s")).stdout
     scratch.run("journal", "repair", crash.host.where("s"))
+    first, *_ = scratch.run("journal", "cat", "--json", crash.host.where("s")).stdout.splitlines()
+    assert json.loads(first)["operation"] == "ADD", first
     crash.restart()
 
 

@@ -1,6 +1,7 @@
 """Runs the program for the end-to-end tests: scratch directories, processes that end with the test, trees to index."""
 
 import contextlib
+import itertools
 import json
 import os
 import re
@@ -13,12 +14,11 @@ import tempfile
 import time
 import traceback
 
-from database import Database
-
 PROGRAM = os.path.abspath(sys.argv[1])
-# With the directory of PostgreSQL's programs named, every index server of the test keeps its index there.
-POSTGRESQL_PROGRAMS = os.environ.get("IIF_TEST_POSTGRESQL")
-DATABASE = Database(POSTGRESQL_PROGRAMS) if POSTGRESQL_PROGRAMS else None
+# The connection string of fresh databases, without the number that ends it. When it is given, every index server of the
+# test keeps its index there.
+DATABASE = os.environ.get("IIF_TEST_POSTGRESQL")
+NUMBERS = itertools.count(1)
 DONE, NOT_FOUND, USAGE, CANNOT_REACH, REFUSED = range(5)
 
 SUMMARY = re.compile(
@@ -55,7 +55,7 @@ class Scratch:
         """The settings under which the programs find the database."""
         path = os.path.join(self.path, "settings.ini")
         with open(path, "w") as settings:
-            settings.write(f"[server]\nengine = postgresql\npostgresql = {DATABASE.make()}\n")
+            settings.write(f"[server]\nengine = postgresql\npostgresql = {DATABASE}{next(NUMBERS)}\n")
         return path
 
     def make(self, name):

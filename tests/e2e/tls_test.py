@@ -1,5 +1,6 @@
 """The index server over TLS: who is let in, what a client insists on, and a change of the certificate while it runs."""
 
+import contextlib
 import http.client
 import os
 import shutil
@@ -82,18 +83,11 @@ def an_unknown_certificate_is_not_spoken_to(scratch):
 def noise_on_the_port_harms_nobody(scratch):
     server = Secured(scratch)
     for noise in (b"GET /healthz HTTP/1.1\r\nHost: x\r\n\r\n", b"\x16\x03\x01\xff\xff" + b"\0" * 100, b""):
-        with socket.create_connection(("127.0.0.1", server.port), 20) as client:
+        connection = socket.create_connection(("127.0.0.1", server.port), 20)
+        with connection as client, contextlib.suppress(ConnectionResetError):
             client.sendall(noise)
             client.shutdown(socket.SHUT_WR)
-            answer = b""
-            while True:
-                try:
-                    piece = client.recv(4096)
-                except ConnectionResetError:
-                    break
-                if not piece:
-                    break
-                answer += piece
+            answer = client.makefile("rb").read()
             assert b"HTTP" not in answer, answer
     assert healthy(server.connect())
     stop(server.process)

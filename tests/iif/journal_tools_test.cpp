@@ -64,20 +64,6 @@ TEST_F(journal_tools, a_line_is_taken_apart_and_judged) {
         EXPECT_NE(parse_journal_line(text).fault, "") << text;
 }
 
-TEST_F(journal_tools, inspection_counts_lines_and_names_faults) {
-    const auto whole = inspect_journal(write("collect_file_1", whole_line + "\n\n" + whole_line + "\n"));
-    EXPECT_EQ(whole.lines, 2u);
-    EXPECT_EQ(whole.fault_count, 0u);
-    EXPECT_EQ(whole.size_bytes, 2 * whole_line.size() + 3);
-
-    const auto cut = inspect_journal(write("collect_file_2", whole_line + "\nrubbish\n" + whole_line.substr(0, 40)));
-    EXPECT_EQ(cut.lines, 2u);
-    EXPECT_EQ(cut.cut_bytes, 40u);
-    ASSERT_EQ(cut.faults.size(), 2u);
-    EXPECT_TRUE(cut.faults[0].starts_with("line 2: ")) << cut.faults[0];
-    EXPECT_TRUE(cut.faults[1].starts_with("line 3: ")) << cut.faults[1];
-}
-
 TEST_F(journal_tools, repair_keeps_a_copy_and_cuts_the_incomplete_line_alone) {
     const std::string kept = whole_line + "\n" + std::string(100000, 'y') + "\n";
     const std::string damaged = kept + whole_line.substr(0, 30);

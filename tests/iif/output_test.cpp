@@ -1,8 +1,7 @@
-// What the program prints of names and objects that others made.
+// What the program prints of names that others made.
 #include "iif/output.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 namespace {
 
@@ -24,24 +23,6 @@ TEST(output, no_name_can_move_the_cursor_of_a_terminal) {
     };
     for (const auto& [raw, shown] : cases)
         EXPECT_EQ(printable(raw), shown);
-}
-
-TEST(output, an_object_is_printed_in_three_forms) {
-    index_iface_props props;
-    props.path = "/dir/new%0Aline";
-    props.mode = S_IFLNK | S_ISUID | S_ISVTX | 0751;
-    props.mode_valid = true;
-    props.size = 12;
-    props.mtime = 1714557600;
-    props.link_target = "pi%7Cpe";
-    EXPECT_EQ(object_line(props, props.path, output_form::plain, false), "/dir/new\nline");
-    EXPECT_EQ(object_line(props, "new%0Aline", output_form::plain, true), "new\\x0Aline");
-    EXPECT_EQ(object_line(props, "x", output_form::wide, false),
-              "lrwsr-x--t       ?       ?           12 2024-05-01T10:00:00Z x -> pi|pe");
-    props.xattr = "\xff";
-    const std::string json = object_line(props, "", output_form::json, true);
-    EXPECT_NE(json.find(R"("path":"/dir/new%0Aline")"), std::string::npos) << json;
-    EXPECT_EQ(json.find('\xff'), std::string::npos) << "always valid UTF-8";
 }
 
 }  // namespace

@@ -73,17 +73,6 @@ TEST(collect_line, what_nobody_writes_is_refused_with_its_reason) {
               "too long a name of a custom property");
 }
 
-TEST(collect_line, no_cut_of_a_line_is_read_past_its_end) {
-    const std::string whole = "*??|<ADD>|<VGID>v|<BAP>o|<FS>12|<CPRP>custom_a:b|<LFN>n|";
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        // A copy of its own size, so that a reader that runs on leaves its memory.
-        const std::vector<char> cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-        collect_line line;
-        const std::string reason = parse_collect_line({cut.data(), cut.size()}, line);
-        EXPECT_TRUE(reason != "" || cut.back() == '|') << length;
-    }
-}
-
 }  // namespace
 
 }  // namespace index_server

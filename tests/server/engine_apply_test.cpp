@@ -48,7 +48,6 @@ TEST_F(engine_apply, a_known_version_takes_what_a_line_says_and_keeps_its_time) 
     EXPECT_EQ(item.vtime, 5000000000);
     const std::map<std::string, std::string> expected{{"custom_a", "1"}, {"custom_b", "2"}};
     EXPECT_EQ(item.properties, expected);
-    EXPECT_EQ(first("/a", {.cloud_columns = true}).properties.count("cust_a"), 1u);
 }
 
 TEST_F(engine_apply, the_version_time_is_the_lines_else_the_end_of_its_ctime_second_else_arrival) {
@@ -140,14 +139,6 @@ TEST_F(engine_apply, a_file_applied_again_alone_or_after_others_changes_nothing)
     for (const auto& file : files)
         ASSERT_TRUE(apply(docs, file).applied);
     EXPECT_EQ(rows(), before);
-}
-
-TEST_F(engine_apply, extents_stay_apart_from_the_objects) {
-    apply({line("ADD", "o", "v1", at(5) + "|<FS>9", "a"), "<ADD>|<VGID>x|<BAP>o|<FS>4|<IEXT>1|<EXTN>0|<LFN>a",
-           "<DEL>|<VGID>x|<BAP>o|<DTIM>7|<IEXT>1|<EXTN>0|<LFN>a"});
-    EXPECT_EQ(browse("/"), "a");
-    EXPECT_EQ(first("/a").size, 9);
-    EXPECT_NE(rows().find("|o|0|x|o|"), std::string::npos);
 }
 
 TEST_F(engine_apply, one_bad_line_applies_nothing_of_its_file) {

@@ -113,8 +113,7 @@ ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::st
     const std::string share_key = "zyurl_" + std::to_string(of.subclient_id), fast = "FAST_URL,";
     const std::tuple<bool, const char*, std::string> options[] = {
         {how.at != 0 && !extents, "ENABLE_ALL_VERSIONS", "true"},
-        {true, "RESPONSE_FIELD_LIST",
-         (what == ask_for::guid ? fast : "") + columns + (how.cloud_columns ? "cust_*" : "custom_*,DELETED_TIME")},
+        {true, "RESPONSE_FIELD_LIST", (what == ask_for::guid ? fast : "") + columns + "custom_*,DELETED_TIME"},
         {extents, "ENABLE_EXTENT_SEARCH", "true"},
         {how.fold_case, "CASE_INSENSITIVE", "true"},
         {grouped, "GROUP_RESULTS_BY", extents ? "EXTENT_NUMBER" : share_key},

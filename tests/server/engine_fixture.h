@@ -24,7 +24,6 @@ struct asked {
     bool fold_case = false;
     long long page_size = 0;  ///< 0 for the usual one
     long long page_start = 0;
-    bool cloud_columns = false;
 };
 
 /// The six searches of the library.

@@ -1,6 +1,4 @@
 // Searches that begin with a GUID, and searches for extents.
-#include <tuple>
-
 #include "tests/server/engine_fixture.h"
 
 namespace index_server {
@@ -26,9 +24,6 @@ protected:
         const auto items = ask(ask_for::guid, guid, how);
         return items.empty() || gone(items[0], how) ? "" : items[0].version + " " + items[0].path;
     }
-    std::string founds(const std::string& guid, const std::vector<long long>& seconds) {
-        return over_time(seconds, [&](const asked& how) { return found(guid, how); });
-    }
     /// "number:version" of the items that the library's caller gets.
     std::string extents(const asked& how = {}, ask_for what = ask_for::extents) {
         std::string text;
@@ -41,24 +36,6 @@ protected:
     std::string to_back_up(const asked& how = {}) { return extents(how, ask_for::extents_to_back_up); }
 };
 
-TEST_F(engine_guid, object_is_found_with_the_path_that_it_had_at_the_asked_moment) {
-    apply({added("d", "d1", 5, "", "old"), added("o", "v1", 10, "d", "a"), added("o", "v2", 20, "", "b"),
-           added("d", "d2", 30, "", "new"), added("p", "p1", 10, "d", "p")});
-    EXPECT_EQ(founds("o", {9, 19, 0}), "-, v1 /old/a, v2 /b");
-    EXPECT_EQ(founds("p", {29, 0}), "p1 /old/p, p1 /new/p");
-    EXPECT_EQ(found("p", {.at = 40, .after = 11}), "");
-    EXPECT_EQ(found(docs.root_guid).substr(1), "") << "the root stands for itself, without a path below it";
-    EXPECT_EQ(found("P") + found("never") + found(""), "");
-    for (const char* path : {"/new/p", "/b"}) {
-        const found_item by_path = first(path), by_guid = ask(ask_for::guid, by_path.object)[0];
-        EXPECT_EQ(by_guid.path + by_guid.parent + by_guid.name, by_path.path + by_path.parent + by_path.name);
-    }
-    apply({deleted("o", "v2", 50)});
-    EXPECT_EQ(founds("o", {49, 60, 0}), "v2 /b, -, -") << "the older version does not come back";
-    apply({deleted("d", "d2", 70)});
-    EXPECT_EQ(founds("p", {69, 0}), "p1 /new/p, -") << "gone with its directory";
-}
-
 TEST_F(engine_guid, what_no_path_leads_to_is_found_without_one) {
     apply({added("o", "v1", 10, "lost", "a"), added("p", "v1", 10, "q", "p"), added("q", "v1", 10, "p", "q"),
            "<ADD>|<VGID>v1|<BAP>n"});
@@ -66,24 +43,6 @@ TEST_F(engine_guid, what_no_path_leads_to_is_found_without_one) {
     EXPECT_EQ(ask(ask_for::guid_children, "lost")[0].name, "a");
     apply({added("lost", "v1", 20, "", "back")});
     EXPECT_EQ(found("o"), "v1 /back/a");
-}
-
-TEST_F(engine_guid, children_by_guid_are_those_of_its_path_and_survive_its_moves) {
-    const auto names = [&](const asked& how) {
-        std::string text;
-        for (const found_item& item : ask(ask_for::guid_children, "d", how)) {
-            if (!gone(item, how)) text += item.path + " ";
-        }
-        return text;
-    };
-    apply({added("d", "d1", 5, "", "old"), added("o", "v1", 10, "d", "a"), added("p", "v1", 11, "d", "b"),
-           added("o", "v2", 15, "d", "a"), added("d", "d2", 20, "", "new"), added("p", "v2", 30, "", "b")});
-    EXPECT_EQ(over_time({12, 25, 0}, names), "/old/a /old/b , /new/b /new/a , /new/a ") << "by version time";
-    EXPECT_EQ(names({.page_size = 1}), "/new/a ");
-    EXPECT_EQ(ask(ask_for::guid_children, docs.root_guid).size(), 2u);
-    apply({deleted("d", "d2", 40)});
-    EXPECT_EQ(names({}), "");
-    EXPECT_EQ(ask(ask_for::guid_children, "d")[0].dtime, 40);
 }
 
 TEST_F(engine_guid, extents_come_once_each_in_the_newest_version_of_the_moment) {
@@ -123,31 +82,6 @@ TEST_F(engine_guid, extents_to_back_up_are_those_of_the_share_ended_ones_last) {
     for (long long start = 0; start < 4; ++start)
         paged += to_back_up({.page_size = 1, .page_start = start});
     EXPECT_EQ(paged, "2:x1 1:x2 3:x1 ");
-}
-
-TEST_F(engine_guid, requests_that_mean_nothing_together_are_errors) {
-    const std::string key = "zyurl_" + std::to_string(docs.subclient_id), no_group = "GROUP_RESULTS_BY in this search",
-                      no_order = "AFILEID with a range, versions, groups or an order";
-    const std::tuple<ask_for, const char*, std::string, std::string> cases[] = {
-        {ask_for::path, "ENABLE_EXTENT_SEARCH", "true", "ENABLE_EXTENT_SEARCH without PARENT_GUID or AFILEID"},
-        {ask_for::guid, "GROUP_RESULTS_BY", key, no_group},
-        {ask_for::guid_children, "GROUP_RESULTS_BY", "EXTENT_NUMBER", no_group},
-        {ask_for::extents_to_back_up, "SORTFIELD", "VERSION_TIME", no_order},
-        {ask_for::extents_to_back_up, "ENABLE_ALL_VERSIONS", "true", no_order},
-        {ask_for::extents_to_back_up, "GROUP_RESULTS_BY", "EXTENT_NUMBER", no_order}};
-    for (const auto& [what, option, value, error] : cases) {
-        auto made = request(docs, what, "o", {});
-        EXPECT_EQ(errors(made), "");
-        add_option(made, option, value);
-        EXPECT_EQ(errors(made), "not supported: " + error + "\n");
-    }
-    for (const auto& [value, mode] : {std::pair("*", 2), {"7", 4}}) {
-        auto made = KT5ContentIndexing::ZYSearchReq();
-        add_filter(made, "AFILEID", {value}, mode);
-        add_option(made, "ENABLE_EXTENT_SEARCH", "true");
-        EXPECT_NE(errors(made).find("not supported: AFILEID " + std::string(mode == 2 ? "2" : value)),
-                  std::string::npos);
-    }
 }
 
 }  // namespace

@@ -86,18 +86,6 @@ TEST_F(engine_parts, an_object_with_a_long_past_is_changed_where_a_line_says) {
     EXPECT_EQ(find("/n0", {.at = 202}), "v20");
     EXPECT_EQ(find("/n0", {.at = 204}), "");
     EXPECT_EQ(find("/n1", {.at = 210}), "v21");
-
-    const auto extent = [](int i, const std::string& more) {
-        return "<UPD>|<UKEY>x" + std::to_string(i) + "|<BAP>e|<EPG>o1|<CTIME>" + std::to_string(i) +
-               "|<IEXT>1|<EXTN>0" + more;
-    };
-    for (int i = 1; i <= 100; ++i)
-        apply({extent(i, "|<FS>" + std::to_string(i))});
-    apply({extent(3, "|<FS>77")});
-    const std::vector<found_item> now = ask(ask_for::extents, "o1");
-    ASSERT_EQ(now.size(), 1u);
-    EXPECT_EQ(now[0].version, "x100");
-    EXPECT_EQ(ask(ask_for::extents, "o1", {.at = 3})[0].size, 77);
 }
 
 }  // namespace

@@ -142,23 +142,5 @@ TEST_F(transactions_test, nothing_is_promised_that_could_not_be_stored) {
     EXPECT_TRUE(spooled().empty());
 }
 
-TEST_F(transactions_test, a_stop_finishes_what_runs_and_answers_who_waits) {
-    store_.hold_applications();
-    const std::string id = submit_id(docs_, "one");
-    store_.wait_until_applying(1);
-    std::future<answer> waiter = wait_later(docs_, id);
-    EXPECT_EQ(wait(docs_, id, 0).number("status"), processing);
-    auto stopping = std::async(std::launch::async, [this] { server_->stop(); });
-    store_.let_go();
-    stopping.get();
-    const answer told = waiter.get();
-    // The waiter was heard before the stop, or was refused, or its connection was not taken up at all.
-    if (told.status != 0 && told.status != 503) {
-        EXPECT_EQ(told.number("status"), completed);
-    }
-    server_.reset();
-    EXPECT_EQ(stored()->transaction(id)->status, App::ProcessingStatus_COMPLETED);
-}
-
 }  // namespace
 }  // namespace index_server

@@ -1,4 +1,4 @@
-// Whose state is whose, one process at a time, and what stops a start.
+// Whose state is whose, and what stops a start.
 #include "share/state_dir.h"
 
 #include <gtest/gtest.h>
@@ -53,30 +53,13 @@ TEST_F(state_dir_test, a_share_without_a_directory_has_a_state_that_no_directory
         EXPECT_THROW(state_for_share(name), std::runtime_error) << name;
 }
 
-TEST_F(state_dir_test, one_process_at_a_time_and_the_other_learns_who) {
-    const state_dir state = state_for_directory(directory("docs"));
-    {
-        const state_lock held(state);
-        try {
-            const state_lock second(state);
-            FAIL() << "locked twice";
-        } catch (const state_in_use& in_use) {
-            EXPECT_EQ(in_use.holder, ::getpid());
-        }
-    }
-    EXPECT_NO_THROW(state_lock{state});
-}
-
-TEST_F(state_dir_test, identity_is_private_and_damage_is_noticed) {
+TEST_F(state_dir_test, identity_is_kept_and_damage_is_noticed) {
     const state_dir state = state_for_directory(directory("docs"));
     EXPECT_FALSE(load_identity(state));
     save_identity(state, {"docs", 7, 9, "secret", "http://localhost/"});
     const share_identity identity = load_identity(state).value();
     EXPECT_EQ(identity.subclient_id, 7u);
     EXPECT_EQ(identity.token, "secret");
-    struct stat info {};
-    ASSERT_EQ(::stat(state.identity_file().c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
     std::ofstream(state.identity_file()) << R"({"name":"docs","subclient_id":-1})";
     EXPECT_THROW(load_identity(state), std::runtime_error);
 }

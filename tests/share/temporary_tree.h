@@ -19,9 +19,6 @@ public:
     void hard_link(const std::string& to, const std::string& name) const {
         std::filesystem::create_hard_link(at(to), at(name));
     }
-    void soft_link(const std::string& target, const std::string& name) const {
-        std::filesystem::create_symlink(target, at(name));
-    }
     void rename(const std::string& from, const std::string& to) const { std::filesystem::rename(at(from), at(to)); }
     void remove(const std::string& below) const { std::filesystem::remove_all(at(below)); }
 

@@ -91,7 +91,7 @@ void postgresql_server::run(const char* program, const std::string& arguments) c
 
 void postgresql_server::start() {
     process_ = spawn("postgres", "-D " + directory_ + "/data -k " + directory_ +
-                                     " -c listen_addresses= -c fsync=off -c max_connections=200 -c autovacuum=off");
+                                     " -c listen_addresses= -c fsync=off -c max_connections=200");
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (PQping(settings_of("postgres").c_str()) != PQPING_OK) {
         if (::waitpid(process_, nullptr, WNOHANG) != 0 || std::chrono::steady_clock::now() > deadline)
