@@ -18,7 +18,6 @@ public:
     T* make() noexcept {
         try {
             if (used_ == blocks_.size() * block_size) {
-                blocks_.reserve(blocks_.size() + 1);
                 std::unique_ptr<block> fresh(new (std::nothrow) block);
                 if (!fresh) {
                     return nullptr;

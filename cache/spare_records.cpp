@@ -1,3 +1,4 @@
+// Each thread takes spare records by the handful, so that the changes of several threads seldom meet at the lock.
 #include "cache/spare_records.h"
 
 #include <array>

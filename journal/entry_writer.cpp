@@ -5,6 +5,7 @@
 // A field that is not set is left out. There is no escape: what a value holds is copied byte for byte. The journal
 // dialect ends in ERP, the whole path behind the share's folder; the collect dialect in LFN, the leaf name. Lines are
 // built in one string and written with one Write.
+#include <cassert>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -20,7 +21,7 @@
 
 namespace {
 
-// More than all tags, the 19 numbers at their longest and the custom properties' frames take.
+// More than all tags, the fifteen numbers at their longest and the custom properties' frames take.
 constexpr std::size_t room_for_tags_and_numbers = 640;
 constexpr std::size_t room_for_property_tags = 16;
 
@@ -232,7 +233,8 @@ void index_iface::build_entry_line(index_iface_props::ops op, const index_iface_
     char usual_room[2048];
     std::unique_ptr<char[]> large_room;
     char* room = usual_room;
-    if (const std::size_t capacity = line_capacity(props, sync_folder); capacity > sizeof(usual_room)) {
+    const std::size_t capacity = line_capacity(props, sync_folder);
+    if (capacity > sizeof(usual_room)) {
         large_room.reset(new char[capacity]);
         room = large_room.get();
     }
@@ -248,6 +250,7 @@ void index_iface::build_entry_line(index_iface_props::ops op, const index_iface_
     append_attributes(out, props, extent);
     append_path(out, props.path, sync_folder, to_journal);
     out.text("|\n");
+    assert(static_cast<std::size_t>(out.end() - room) <= capacity);
     line.assign(room, out.end());
 }
 
