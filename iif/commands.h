@@ -61,8 +61,9 @@ struct share_choice {
 struct query_options {
     common_options common;
     std::string path;
-    std::string guid;  ///< in place of a path
-    std::string at;    ///< empty: now
+    std::string guid;            ///< in place of a path
+    std::string at;              ///< empty: now
+    bool not_backed_up = false;  ///< of `iif extents` alone, in place of an object
     share_choice which;
     double timeout_s = 2;
     bool json = false;

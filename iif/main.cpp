@@ -77,8 +77,8 @@ void add_server(CLI::App& app, server_options& options, chosen& choice) {
     command.callback([&] { choice.run = [&] { return run_server(options); }; });
 }
 
-void add_query(CLI::App& app, const char* name, const char* help, query_options& options, chosen& choice,
-               exit_code (*run)(const query_options&)) {
+CLI::App& add_query(CLI::App& app, const char* name, const char* help, query_options& options, chosen& choice,
+                    exit_code (*run)(const query_options&)) {
     CLI::App& command = *app.add_subcommand(name, help);
     CLI::Option_group& object = *command.add_option_group("Object");
     object.add_option("PATH", options.path, "Path in the share, beginning with /");
@@ -92,6 +92,15 @@ void add_query(CLI::App& app, const char* name, const char* help, query_options&
     add_timeout(command, options.timeout_s);
     add_common(command, options.common);
     command.callback([&choice, &options, run] { choice.run = [&options, run] { return run(options); }; });
+    return command;
+}
+
+void add_extents(CLI::App& app, query_options& options, chosen& choice) {
+    CLI::App& command = add_query(app, "extents", "The extents of the file at PATH", options, choice, run_extents);
+    command.get_option_group("Object")
+        ->add_flag("--not-backed-up", options.not_backed_up,
+                   "All of the share without a backup id, each with the GUID of its file; those of deleted files too")
+        ->excludes(command.get_option("--at"));
 }
 
 void add_flush(CLI::App& app, flush_options& options, chosen& choice) {
@@ -161,7 +170,7 @@ int main(int argc, char** argv) {
     add_host(app, host, choice);
     add_query(app, "find", "What is known of the object at PATH", find, choice, run_find);
     add_query(app, "ls", "The entries of the directory at PATH", ls, choice, run_ls);
-    add_query(app, "extents", "The extents of the file at PATH", extents, choice, run_extents);
+    add_extents(app, extents, choice);
     add_flush(app, flush, choice);
     add_counters(app, counters, choice);
     add_status(app, status, choice);

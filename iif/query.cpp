@@ -54,7 +54,7 @@ query_session::query_session(const query_options& options) {
                 "\"" + options.at + "\" is no time; write 2024-05-01T12:00:00Z, 1714564800 or \"2 hours ago\".");
         before_s_ = *moment;
     }
-    if (options.guid.empty()) path_ = index_path(options.path);
+    if (options.guid.empty() && !options.not_backed_up) path_ = index_path(options.path);
     guid_ = options.guid;
     source_ = open_source(chosen_state(options.which), timeout_of(options));
 }
@@ -76,6 +76,10 @@ std::vector<index_iface_props> query_session::list() {
 
 std::vector<index_iface_props> query_session::extents(const index_iface_props& file) {
     return objects_of(source_->ask(query_op::browse_file_extents, fields_for(file.object_guid)));
+}
+
+std::vector<index_iface_props> query_session::extents_not_backed_up() {
+    return objects_of(source_->ask(query_op::browse_extents_not_backedup, {}));
 }
 
 index_iface_browse_fields query_session::fields_for(const std::string& guid) const {

@@ -31,6 +31,8 @@ public:
     std::vector<index_iface_props> list();
     /// The extents of a file, in ascending order. Throws program_error.
     std::vector<index_iface_props> extents(const index_iface_props& file);
+    /// The extents of the whole share that have no backup id yet, ended ones too. Throws program_error.
+    std::vector<index_iface_props> extents_not_backed_up();
 
     /// Ends what was started; may end the process, with `code`, as stack::leave does.
     void leave(exit_code code);

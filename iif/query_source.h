@@ -13,7 +13,14 @@
 namespace iif {
 
 /// The library's queries that the program asks.
-enum class query_op { find_by_path, find_by_guid, browse_by_path, browse_by_guid, browse_file_extents };
+enum class query_op {
+    find_by_path,
+    find_by_guid,
+    browse_by_path,
+    browse_by_guid,
+    browse_file_extents,
+    browse_extents_not_backedup,  ///< of the share as it is now: takes no fields
+};
 
 /// A host that runs, or a stack of this process. Calls throw program_error when no answer can be had.
 class query_source {

@@ -22,6 +22,8 @@ const char* name_of(query_op op) {
             return "browse_by_guid";
         case query_op::browse_file_extents:
             return "browse_file_extents";
+        case query_op::browse_extents_not_backedup:
+            return "browse_extents_not_backedup";
     }
     return "";
 }
@@ -39,7 +41,9 @@ public:
             query["before_time"] = fields.before_time;
             query["real_before_time"] = fields.real_before_time;
         }
-        return read(host_->ask({{"op", name_of(op)}, {"fields", query}, {"fresh_ms", timeout_.count()}}));
+        json::object request{{"op", name_of(op)}, {"fresh_ms", timeout_.count()}};
+        if (op != query_op::browse_extents_not_backedup) request["fields"] = std::move(query);
+        return read(host_->ask(std::move(request)));
     }
 
     int flush() override {

@@ -53,6 +53,8 @@ private:
                 return parts_.share().browse_by_guid(fields, objects);
             case query_op::browse_file_extents:
                 return parts_.share().browse_file_extents(fields, objects);
+            case query_op::browse_extents_not_backedup:
+                return parts_.share().browse_extents_not_backedup(objects);
         }
         return EINVAL;
     }

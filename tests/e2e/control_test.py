@@ -193,6 +193,23 @@ def several_shares_in_one_process(scratch):
     stop(host.process)
 
 
+def extents_wait_for_a_backup(host, control, printed):
+    """The list goes over more than one page, and ends with the mark."""
+    for number in range(1000):
+        control.ok("add_item", props={"object_guid": f"y{number}", "parent_guid": "g", "version_guid": "v",
+                                      "vtime": 130 * SECOND, "is_extent": 1, "extent_number": number, "size": 1})
+    waiting = printed("extents", "--not-backed-up").splitlines()
+    assert len(set(waiting)) == len(waiting) == 1001 and "4 9 f" in waiting and "999 1 g" in waiting, waiting[:5]
+    assert all(line.endswith((" f", " g")) for line in printed("extents", "--not-backed-up", "--long").splitlines())
+    files = [json.loads(line)["parent_guid"] for line in printed("extents", "--not-backed-up", "--json").splitlines()]
+    assert files.count("g") == 1000 and files.count("f") == 1
+    for other in ("--at", "105"), ("--guid", "f"), ("/d",):
+        printed("extents", "--not-backed-up", *other, expect=USAGE)
+    host.scratch.run("admin", "backup-mark", "--share", "docs", "--backup-id", "7", "--server", host.url,
+                     "--admin-token-file", os.path.join(host.server.data, "admin_token"))
+    assert printed("extents", "--not-backed-up") == "" and printed("extents", "--guid", "f") == "4 9\n"
+
+
 def the_program_is_a_client(scratch):
     host = Host(scratch)
     host.start("docs")
@@ -218,12 +235,14 @@ def the_program_is_a_client(scratch):
         printed(*arguments, expect=NOT_FOUND)
     printed("find", "--guid", "f", "--at", "105", expect=NOT_FOUND)
     printed("find", "/d", "--guid", "d", expect=USAGE)
-    assert "index.adds 3\n" in printed("counters", "--clear")
+    extents_wait_for_a_backup(host, control, printed)
+    assert "index.adds 1003\n" in printed("counters", "--clear")
     assert json.loads(printed("counters", "--json"))["index.adds"] == "0"
     assert "host       running" in printed("status")
     stop(host.process)
 
     # Without a host a flush and a query start what they need, and what only a host can tell is not made up.
+    assert printed("extents", "--not-backed-up") == ""
     assert json.loads(printed("find", "--guid", "f", "--json"))["path"] == "/d/f%0A"
     printed("flush")
     printed("counters", expect=CANNOT_REACH)
