@@ -31,21 +31,6 @@ constexpr hit_rows::selection versions{
     "(SELECT guid FROM object WHERE share = ?1 AND id = r.parent) FROM version r",
     numbers, texts, "SELECT version, name, value FROM version_property WHERE share = ?1 AND version"};
 
-void write_attributes(const search_query& query, const search_hit& hit, const hit_row& row,
-                      hostkit::message_stream& into) {
-    into.open(50, 110);
-    if ((query.columns & column_mode) != 0) write_number(into, 9, row.numbers[mode]);
-    if ((query.columns & column_extent_flag) != 0) write_number(into, 10, row.numbers[extent_type]);
-    if ((query.columns & column_ctime) != 0) write_number(into, 12, row.numbers[ctime]);
-    if ((query.columns & column_extent_number) != 0) write_number(into, 15, row.numbers[extent_number]);
-    write_number(into, 16, row.numbers[vtime]);
-    if (hit.end_s != 0) into.integer(17, hit.end_s);
-    if ((query.columns & column_owner) != 0 && row.numbers[uid]) into.string(1, 1, std::to_string(*row.numbers[uid]));
-    if ((query.columns & column_group) != 0 && row.numbers[gid]) into.string(2, 5, std::to_string(*row.numbers[gid]));
-    if ((query.columns & column_xattr) != 0) write_text(into, 13, 19, row.texts[xattr]);
-    into.close();
-}
-
 void write_item(const search_query& query, const search_hit& hit, const hit_row& row, hostkit::message_stream& into) {
     into.open(1, 1);
     if ((query.columns & column_size) != 0) write_number(into, 33, row.numbers[size]);
@@ -55,11 +40,18 @@ void write_item(const search_query& query, const search_hit& hit, const hit_row&
     const std::string leaf = row.texts[name].value_or(std::string());
     if (hit.directory && !leaf.empty()) into.string(2, 5, *hit.directory + "/" + leaf);
     if (!leaf.empty()) into.string(3, 9, leaf);
-    into.string(24, 51, row.texts[object_guid].value_or(std::string()));
-    into.string(37, 82, row.texts[version_guid].value_or(std::string()));
-    into.string(46, 103, row.texts[parent_guid].value_or(std::string()));
+    write_guids({row.texts[object_guid], row.texts[version_guid], row.texts[parent_guid]}, into);
     write_properties(query, hit, row, row.numbers[extent_size], row.texts[link_target], into);
-    write_attributes(query, hit, row, into);
+    write_attributes(query, hit,
+                     {.mode = row.numbers[mode],
+                      .extent_type = row.numbers[extent_type],
+                      .ctime = row.numbers[ctime],
+                      .extent_number = row.numbers[extent_number],
+                      .vtime = row.numbers[vtime],
+                      .uid = row.numbers[uid],
+                      .gid = row.numbers[gid],
+                      .xattr = row.texts[xattr]},
+                     into);
     into.close();
 }
 
@@ -69,12 +61,8 @@ result_builder::result_builder(sql_connection& connection) : rows_(connection, v
 
 bool result_builder::write(const share& target, const search_query& query, std::span<const search_hit> hits,
                            hostkit::message_stream& into) {
-    const std::vector<hit_row>& rows = rows_.read(target.subclient_id, hits, !query.custom_prefix.empty());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        if (!rows[i].found) return false;
-        write_item(query, hits[i], rows[i], into);
-    }
-    return true;
+    return write_items(rows_, target, query, hits,
+                       [&](const search_hit& hit, const hit_row& row) { write_item(query, hit, row, into); });
 }
 
 }  // namespace index_server
