@@ -117,14 +117,20 @@ postgresql_row_store::postgresql_row_store(sql_connection& connection)
       replace_objects_(connection, replace_objects_sql),
       newest_versions_(connection, newest_versions_sql),
       named_versions_(connection, named_versions_sql),
-      replace_versions_(connection, replace_versions_sql),
-      set_version_properties_(connection, IIF_SET_PROPERTIES("version_property", "version")),
-      copy_version_properties_(connection, IIF_COPY_PROPERTIES("version_property", "version")),
+      version_writer_{IIF_COPY_VERSIONS("version"),
+                      IIF_COPY_VERSIONS("staged_version"),
+                      "DELETE FROM staged_version",
+                      {connection, replace_versions_sql},
+                      {connection, IIF_SET_PROPERTIES("version_property", "version")},
+                      {connection, IIF_COPY_PROPERTIES("version_property", "version")}},
       newest_extents_(connection, newest_extents_sql),
       named_extents_(connection, named_extents_sql),
-      replace_extents_(connection, replace_extents_sql),
-      set_extent_properties_(connection, IIF_SET_PROPERTIES("extent_property", "extent")),
-      copy_extent_properties_(connection, IIF_COPY_PROPERTIES("extent_property", "extent")) {
+      extent_writer_{IIF_COPY_EXTENTS("extent"),
+                     IIF_COPY_EXTENTS("staged_extent"),
+                     "DELETE FROM staged_extent",
+                     {connection, replace_extents_sql},
+                     {connection, IIF_SET_PROPERTIES("extent_property", "extent")},
+                     {connection, IIF_COPY_PROPERTIES("extent_property", "extent")}} {
     connection.execute(
         "CREATE TEMPORARY TABLE IF NOT EXISTS staged_version(LIKE version) ON COMMIT DELETE ROWS;"
         "CREATE TEMPORARY TABLE IF NOT EXISTS staged_extent(LIKE extent) ON COMMIT DELETE ROWS");
@@ -133,10 +139,11 @@ postgresql_row_store::postgresql_row_store(sql_connection& connection)
 std::int64_t postgresql_row_store::begin(std::int64_t share) {
     share_ = share;
     for (sql_statement* statement :
-         {&find_objects_, &replace_objects_, &newest_versions_, &named_versions_, &replace_versions_,
-          &set_version_properties_, &copy_version_properties_, &newest_extents_, &named_extents_, &replace_extents_,
-          &set_extent_properties_, &copy_extent_properties_})
+         {&find_objects_, &replace_objects_, &newest_versions_, &named_versions_, &newest_extents_, &named_extents_})
         statement->bind(1, share);
+    for (row_writer* writer : {&version_writer_, &extent_writer_})
+        for (sql_statement* statement : {&writer->replace, &writer->set_properties, &writer->copy_properties})
+            statement->bind(1, share);
     return share_row_store::begin(share);
 }
 
@@ -234,35 +241,33 @@ void postgresql_row_store::write(const changed_objects& objects) {
     });
 }
 
+void postgresql_row_store::write(const changed_rows<object_history, version_row>& versions) {
+    write(version_writer_, versions);
+}
+
+void postgresql_row_store::write(const changed_rows<extent_history, extent_row>& extents) {
+    write(extent_writer_, extents);
+}
+
 template <class Changed>
-void postgresql_row_store::copy(const char* sql, const Changed& rows) {
+void postgresql_row_store::write(row_writer& writer, const Changed& rows) {
+    copy(writer.add_sql, rows.added);
+    if (!rows.changed.empty()) {
+        copy(writer.stage_sql, rows.changed);
+        writer.replace.run();
+        connection_.execute(writer.clear_stage_sql);
+    }
+    write(writer.set_properties, rows.properties);
+    write(writer.copy_properties, rows.copies);
+}
+
+template <class Rows>
+void postgresql_row_store::copy(const char* sql, const Rows& rows) {
     if (rows.empty()) return;
     postgresql_copy to(connection_, sql);
     for (const auto& [of, row] : rows)
         add_row(to, share_, *of, *row);
     to.finish();
-}
-
-void postgresql_row_store::write(const changed_rows<object_history, version_row>& versions) {
-    copy(IIF_COPY_VERSIONS("version"), versions.added);
-    if (!versions.changed.empty()) {
-        copy(IIF_COPY_VERSIONS("staged_version"), versions.changed);
-        replace_versions_.run();
-        connection_.execute("DELETE FROM staged_version");
-    }
-    write(set_version_properties_, versions.properties);
-    write(copy_version_properties_, versions.copies);
-}
-
-void postgresql_row_store::write(const changed_rows<extent_history, extent_row>& extents) {
-    copy(IIF_COPY_EXTENTS("extent"), extents.added);
-    if (!extents.changed.empty()) {
-        copy(IIF_COPY_EXTENTS("staged_extent"), extents.changed);
-        replace_extents_.run();
-        connection_.execute("DELETE FROM staged_extent");
-    }
-    write(set_extent_properties_, extents.properties);
-    write(copy_extent_properties_, extents.copies);
 }
 
 void postgresql_row_store::write(sql_statement& set, const std::vector<property_change>& properties) {

@@ -24,8 +24,21 @@ public:
     void write(const changed_rows<extent_history, extent_row>& extents) override;
 
 private:
+    /// What writes one kind of row: new ones go into their table, changed ones over the stored ones by way of the
+    /// staging table.
+    struct row_writer {
+        const char* add_sql;
+        const char* stage_sql;
+        const char* clear_stage_sql;
+        sql_statement replace;
+        sql_statement set_properties;
+        sql_statement copy_properties;
+    };
+
     template <class Changed>
-    void copy(const char* sql, const Changed& rows);
+    void write(row_writer& writer, const Changed& rows);
+    template <class Rows>
+    void copy(const char* sql, const Rows& rows);
     void write(sql_statement& set, const std::vector<property_change>& properties);
     void write(sql_statement& copy, const std::vector<property_copy>& copies);
 
@@ -35,14 +48,10 @@ private:
     sql_statement replace_objects_;
     sql_statement newest_versions_;
     sql_statement named_versions_;
-    sql_statement replace_versions_;
-    sql_statement set_version_properties_;
-    sql_statement copy_version_properties_;
+    row_writer version_writer_;
     sql_statement newest_extents_;
     sql_statement named_extents_;
-    sql_statement replace_extents_;
-    sql_statement set_extent_properties_;
-    sql_statement copy_extent_properties_;
+    row_writer extent_writer_;
 };
 
 }  // namespace index_server
