@@ -16,6 +16,7 @@
 
 #include "hostkit/log.h"
 #include "share/control.h"
+#include "share/control_reader.h"
 #include "share/unix_socket.h"
 
 namespace share_host {
@@ -28,45 +29,6 @@ std::size_t most_connections() {
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return fewest;
     return std::max<std::size_t>(limit.rlim_cur / 2, fewest);
 }
-
-/// Takes whole lines out of what arrives.
-class line_reader {
-public:
-    explicit line_reader(int fd) : fd_(fd) {}
-
-    enum class outcome { line, too_long, closed };
-
-    /// A line is too long as soon as it is; its rest is passed over.
-    outcome next(std::string& line) {
-        for (;;) {
-            const std::size_t end = buffer_.find('\n', searched_);
-            if (end != std::string::npos) {
-                line.assign(buffer_, 0, end);
-                buffer_.erase(0, end + 1);
-                searched_ = 0;
-                if (std::exchange(passing_over_, false)) continue;
-                return line.size() > control_line_limit ? outcome::too_long : outcome::line;
-            }
-            searched_ = buffer_.size();
-            if (passing_over_ || searched_ > control_line_limit) {
-                buffer_.clear();
-                searched_ = 0;
-                if (!std::exchange(passing_over_, true)) return outcome::too_long;
-            }
-            char block[16384];
-            const ssize_t count = ::recv(fd_, block, sizeof block, 0);
-            if (count < 0 && errno == EINTR) continue;
-            if (count <= 0) return outcome::closed;
-            buffer_.append(block, static_cast<std::size_t>(count));
-        }
-    }
-
-private:
-    const int fd_;
-    bool passing_over_ = false;
-    std::string buffer_;
-    std::size_t searched_ = 0;  // bytes of the buffer that hold no line feed
-};
 
 }  // namespace
 
@@ -173,18 +135,18 @@ void control_server::state::reap() {
 }
 
 void control_server::state::serve(connection& own) {
-    line_reader reader(own.fd.get());
+    control_reader reader(own.fd.get(), control_line_limit);
     std::string line;
     bool open = true;
     while (open && !stop.stop_requested()) {
         switch (reader.next(line)) {
-            case line_reader::outcome::line:
+            case control_reader::outcome::line:
                 open = send_all(own.fd.get(), answer_control_line(shares, line, stop.get_token()) + "\n");
                 break;
-            case line_reader::outcome::too_long:
+            case control_reader::outcome::too_long:
                 open = send_all(own.fd.get(), "{\"error\":\"the line is too long\"}\n");
                 break;
-            case line_reader::outcome::closed:
+            case control_reader::outcome::closed:
                 open = false;
                 break;
         }
