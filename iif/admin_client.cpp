@@ -21,7 +21,7 @@ namespace json = boost::json;
 }
 
 std::string given(const std::string& option, const char* setting, const char* missing) {
-    const std::string text = option.empty() ? hostkit::process_settings().get("server", setting, "") : option;
+    std::string text = option.empty() ? hostkit::process_settings().get("server", setting, "") : option;
     if (text.empty()) throw program_error(exit_code::usage, missing);
     return text;
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <boost/json.hpp>
+#include <cmath>
 #include <cstdio>
 
 #include "core/time_units.h"
@@ -80,7 +81,7 @@ std::string json_line(const index_iface_props& props) {
 }
 
 std::string time_left_text(double seconds) {
-    const auto whole = static_cast<std::uint64_t>(seconds + 0.5);
+    const auto whole = static_cast<std::uint64_t>(std::llround(seconds));
     if (whole < 60) return std::to_string(whole) + " s left";
     if (whole < 3600) return std::to_string(whole / 60) + " min left";
     return std::to_string(whole / 3600) + " h " + std::to_string(whole / 60 % 60) + " min left";

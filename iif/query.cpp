@@ -65,7 +65,7 @@ bool query_session::find(index_iface_props& props) {
     const query_op op = guid_.empty() ? query_op::find_by_path : query_op::find_by_guid;
     std::vector<index_iface_props> objects = objects_of(source_->ask(op, fields_for(guid_)));
     if (objects.empty()) return false;
-    props = std::move(objects.front());
+    props = objects.front();
     return true;
 }
 

@@ -70,7 +70,7 @@ json::object transaction_json(const transaction_record& record, const share_regi
 }  // namespace
 
 http_reply answer_share(const admin_parts& parts, const share& of, const std::string& body) {
-    json_request(body, {});
+    const json_request no_members(body, {});
     const share_rows rows = parts.storage.admin().rows_of(of);
     json::object answer = share_json(of);
     answer["objects"] = rows.objects;

@@ -11,7 +11,7 @@ namespace index_server {
 
 /// The bytes of a collect file that are held in memory at once, parsed, with the rows that they touch: a few times as
 /// much memory.
-inline constexpr std::uint64_t collect_part_bytes = 64 * 1024 * 1024;
+inline constexpr std::uint64_t collect_part_bytes = std::uint64_t{64} << 20;
 
 /// What is to be said of a file that was read: how many lines it has, and which one cannot be understood.
 apply_outcome outcome_of(const collect_file& file);

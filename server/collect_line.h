@@ -13,7 +13,7 @@
 namespace index_server {
 
 /// Longest line that is read, in bytes, without its line feed.
-inline constexpr std::size_t max_collect_line_bytes = 1024 * 1024;
+inline constexpr std::size_t max_collect_line_bytes = std::size_t{1} << 20;
 
 /// Longest GUID and longest name of a custom property, in bytes: every engine's indexes take keys of this length.
 inline constexpr std::size_t max_collect_key_bytes = 1024;

@@ -178,7 +178,7 @@ http_listener::~http_listener() {
 
 void http_listener::start() {
     impl_->listen();
-    asio::post(impl_->acceptor.get_executor(), [this] { impl_->accept(); });
+    asio::post(impl_->loops.front()->context, [this] { impl_->accept(); });
     for (auto& loop : impl_->loops)
         loop->thread = std::thread([&loop = *loop] { loop.run(); });
     impl_->is_running = true;
@@ -194,7 +194,7 @@ void http_listener::stop() {
     impl_->is_running = false;
     begin_stop();
     impl_->book.wait_for_present(std::chrono::milliseconds(impl_->settings.stop_timeout_ms));
-    asio::post(impl_->acceptor.get_executor(), [this] {
+    asio::post(impl_->loops.front()->context, [this] {
         error_code ignored;
         impl_->acceptor.close(ignored);
         impl_->pause.cancel();

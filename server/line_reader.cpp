@@ -12,7 +12,7 @@ namespace index_server {
 
 namespace {
 
-constexpr std::size_t read_ahead_bytes = 256 * 1024;
+constexpr std::size_t read_ahead_bytes = std::size_t{256} << 10;
 
 [[noreturn]] void fail(const char* what, const std::string& path) {
     throw std::runtime_error(std::string(what) + " " + path + ": " + std::strerror(errno));

@@ -78,7 +78,7 @@ postgresql_connection::postgresql_connection(const std::string& settings) {
         handle_, [](void*, const char*) {}, nullptr);
     try {
         if (PQstatus(handle_) != CONNECTION_OK) fail_postgresql(handle_, nullptr, "cannot connect");
-        execute(session_settings);
+        postgresql_connection::execute(session_settings);
         const postgresql_result known(PQexec(handle_, "DISCARD PLANS"));
         can_discard_plans_ = PQresultStatus(known.get()) == PGRES_COMMAND_OK;
     } catch (...) {

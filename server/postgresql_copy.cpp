@@ -7,7 +7,7 @@ namespace index_server {
 
 namespace {
 
-constexpr std::size_t piece_bytes = 64 * 1024;
+constexpr std::size_t piece_bytes = std::size_t{64} << 10;
 constexpr std::string_view signature{"PGCOPY\n\377\r\n\0\0\0\0\0\0\0\0\0", 19};
 constexpr std::uint64_t no_value = 0xFFFFFFFF;
 constexpr std::uint64_t no_more_rows = 0xFFFF;

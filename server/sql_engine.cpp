@@ -107,7 +107,7 @@ public:
     share register_share(const std::string& name) override {
         return writing([&](writer& to) {
             if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
-            const share made = insert_share(*to.connection, name);
+            share made = insert_share(*to.connection, name);
             make_root(*to.rows, made);
             return made;
         });

@@ -24,7 +24,7 @@ public:
     std::pmr::memory_resource* memory() { return &memory_; }
 
 private:
-    static constexpr std::size_t first_block_bytes = 64 * 1024;
+    static constexpr std::size_t first_block_bytes = std::size_t{64} << 10;
     std::pmr::monotonic_buffer_resource memory_{first_block_bytes};
 };
 

@@ -46,6 +46,7 @@ struct walk_place {
     std::int64_t vtime = 0;
     std::int64_t row = 0;
 
+    // The check takes the zero that the compiler compares with for a pointer. NOLINTNEXTLINE(modernize-use-nullptr)
     auto operator<=>(const walk_place&) const = default;
 };
 

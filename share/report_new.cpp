@@ -63,9 +63,9 @@ void tree_pass::report_name(const directory& parent, const std::string& name, co
 /// The first name of an inode has the plain GUID for good. Every name that the index knows has been seen by now, but
 /// for those in directories that could not be compared.
 std::string tree_pass::choose_guid(const directory& parent, const std::string& name, const disk_entry& entry) {
-    const std::string plain = plain_guid(entry.handle);
+    std::string plain = plain_guid(entry.handle);
     if (entry.is_directory()) return plain;
-    const std::string further = further_name_guid(entry.handle, parent.guid, name);
+    std::string further = further_name_guid(entry.handle, parent.guid, name);
     if (gone_.find(further)) return further;
     if (!entry.has_further_names()) return plain;
     if (known_names_missed_ && !gone_.find(plain)) return further;

@@ -13,7 +13,7 @@
 namespace share_host {
 namespace {
 
-constexpr std::size_t read_limit = 64 * 1024;
+constexpr std::size_t read_limit = std::size_t{64} << 10;
 
 [[noreturn]] void fail(int number, const std::string& what, const std::string& path) {
     throw std::system_error(number, std::generic_category(), what + " " + path);

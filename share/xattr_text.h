@@ -7,7 +7,7 @@
 namespace share_host {
 
 /// Most bytes that the text has; attributes that do not fit any more are left out.
-constexpr std::size_t xattr_text_limit = 32 * 1024;
+constexpr std::size_t xattr_text_limit = std::size_t{32} << 10;
 
 /// The "user." attributes of the object that `fd` (O_PATH will do) is open on, in the order of their names:
 /// "name=value;" each, name and value percent-encoded, '=' and ';' too. Empty when there are none or they cannot be
