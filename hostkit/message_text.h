@@ -6,8 +6,8 @@
 
 namespace hostkit::message_text_limits {
 
-inline constexpr std::size_t bytes = 256u << 20;     ///< of a whole text
-inline constexpr std::size_t elements = 1'000'000;   ///< in one text
-inline constexpr std::size_t tag_bytes = 16u << 20;  ///< of one tag with its attributes, at least
+inline constexpr std::size_t bytes = 256u << 20;       ///< of a whole text
+inline constexpr std::size_t elements = 1'000'000;     ///< in one text
+inline constexpr std::size_t attributes = 16'000'000;  ///< in one text; each equals sign counts as one
 
 }  // namespace hostkit::message_text_limits

@@ -8,7 +8,7 @@ packages=(
     g++ cmake ninja-build pkg-config
     libboost1.81-dev libboost-json1.81-dev
     libcurl4-openssl-dev libssl-dev
-    libexpat1-dev
+    libpugixml-dev
     libsqlite3-dev
     libpq-dev postgresql-15
     libspdlog-dev
