@@ -1,5 +1,5 @@
-// See message_walk.h. The parser is quick because it is lenient; what it lets pass and no message holds is refused here.
-// The depth is bounded by the schema, in which no class leads back to itself; the parser's tree by the number of
+// See message_walk.h. The parser is quick because it is lenient; what it lets pass and no message holds is refused
+// here. The depth is bounded by the schema, in which no class leads back to itself; the parser's tree by the number of
 // elements and attributes, which are counted before it is built.
 #include "hostkit/message_walk.h"
 
@@ -52,8 +52,7 @@ bool is_reference(std::string_view text) {
         if (text.starts_with(name)) return true;
     if (!text.starts_with('#')) return false;
     const std::size_t first = text.starts_with("#x") ? 2 : 1;
-    const std::size_t last =
-        text.find_first_not_of(first == 2 ? "0123456789abcdefABCDEF" : "0123456789", first);
+    const std::size_t last = text.find_first_not_of(first == 2 ? "0123456789abcdefABCDEF" : "0123456789", first);
     return last != first && last != std::string_view::npos && text[last] == ';';
 }
 

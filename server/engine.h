@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "host/collect.h"
-#include "host/message_classes.h"
 #include "server/storage_unavailable.h"
 
 namespace index_server {
@@ -50,6 +49,7 @@ struct apply_outcome {
 };
 
 class administration;
+struct search_request;
 
 /// Any thread may call any operation. A failure of the storage itself is thrown as std::runtime_error; as
 /// storage_unavailable when it passes by itself.
@@ -83,7 +83,7 @@ public:
 
     /// The text of the ZYSearchResp that answers a search of one share. What is wrong with the request becomes an entry
     /// of its `errors`.
-    virtual std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) = 0;
+    virtual std::string search(const share& target, const search_request& request) = 0;
 
     /// The administrator's side; it lives as long as the engine.
     virtual administration& admin() = 0;

@@ -5,7 +5,6 @@
 
 #include <boost/json.hpp>
 
-#include "host/message_classes.h"
 #include "server/collect_routes.h"
 #include "server/management.h"
 #include "server/metrics_route.h"
@@ -70,15 +69,6 @@ bool is_short_search(const std::string& body) {
         if (body.find(sign) != std::string::npos) return false;
     }
     return true;
-}
-
-/// The share that a search asks, by its subclient; 0 when it names none.
-std::int64_t subclient_of(KT5ContentIndexing::ZYSearchReq& request) {
-    auto filters = request.getObjectAccessor(true, false, 2, 2, 14, 157);
-    auto groups = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
-    if (groups->empty()) return 0;
-    auto subclients = groups->front().getlistint(2, 2, false);
-    return subclients->empty() ? 0 : subclients->front();
 }
 
 }  // namespace
@@ -146,15 +136,14 @@ http_plan routes::plan_management(const http_head& head, const grant& asker, con
 }
 
 http_reply routes::search(const grant& asker, const std::string& body) {
-    std::string text = body;
-    KT5ContentIndexing::ZYSearchReq request;
-    if (request.unserialize(text) != 0) return error_reply(400, "the body is not a search request");
-    const std::int64_t subclient = subclient_of(request);
+    const std::optional<search_request> request = read_search_text(body);
+    if (!request) return error_reply(400, "the body is not a search request");
+    const std::int64_t subclient = request->subclient_ids.empty() ? 0 : request->subclient_ids.front();
     if (subclient != 0 && !asker.covers(subclient)) return error_reply(403, "the token does not grant this share");
     const std::optional<share> target = shares_.by_subclient(subclient);
     http_reply reply;
     reply.content_type = "text/xml; charset=utf-8";
-    reply.body = target ? storage_.search(*target, request)
+    reply.body = target ? storage_.search(*target, *request)
                         : refusal({{unknown_share_code, "the security group names no share of this server"}});
     return reply;
 }

@@ -8,14 +8,11 @@
 #include <set>
 #include <string_view>
 
+#include "host/message_classes.h"
+
 namespace index_server {
 
 namespace {
-
-using KT5ContentIndexing::FieldValue;
-using KT5ContentIndexing::SearchParameters;
-using KT5ContentIndexing::ZYSearchGroup;
-using KT5ContentIndexing::ZYSearchReq;
 
 constexpr std::int64_t max_page_size = 10000;
 constexpr int keyword_mode = 2;
@@ -75,14 +72,13 @@ bool parse_number(std::string_view text, Number& value) {
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-/// One reading of one request. Handles to lists and children have names here, because one that was absent lives only as
-/// long as its handle.
+/// One reading of one request.
 class request_reader {
 public:
     request_reader(const share& target, search_query& query) : target_(target), query_(query) {}
 
-    std::vector<search_fault> read(ZYSearchReq& request) {
-        expect("searchMode", request, 6, 4);
+    std::vector<search_fault> read(const search_request& request) {
+        expect("searchMode", request.search_mode, 4);
         read_filters(request);
         read_processing(request);
         if (query_.what == search_query::key::none) fault(EINVAL, "the request does not say what it looks for");
@@ -98,58 +94,36 @@ private:
               "not supported: " + std::string(name.substr(0, 200)) + " " + std::string(value.substr(0, 200)));
     }
 
-    /// The one value that an integer may have where it is set.
-    void expect(const char* name, const CNMessageBase& message, short field, long long value) {
-        if (message.isSet(field) && message.getint64(field) != value)
-            unsupported(name, std::to_string(message.getint64(field)));
-    }
-
-    void read_filters(ZYSearchReq& request) {
-        const auto filters = request.getObjectAccessor(true, false, 2, 2, 14, 157);
-        const auto keyword = filters->getObjectAccessor(true, false, 1, 1, 14, 154);
-        const std::string text = keyword->getstring(1, 1);
-        if (!text.empty() && text != "*") unsupported("keywordText", text);
-        expect("keywordMode", *keyword, 2, keyword_mode);
-
-        const auto security = filters->getlistobject<KT5ContentIndexing::ZYOrbitSecurityGroup>(7, 7, false);
-        for (auto& group : *security) {
-            const auto subclients = group.getlistint(2, 2, false);
-            for (const int subclient : *subclients) {
-                if (subclient != target_.subclient_id) fault(EACCES, "the request names another share");
-            }
-            const auto scopes = group.getlistobject<FieldValue>(7, 7, false);
-            for (auto& scope : *scopes) {
-                if (scope.getstring(1, 1) != "SubClient") unsupported("scope", scope.getstring(1, 1));
-            }
-        }
-        const auto query_groups = filters->getlistobject<ZYSearchGroup>(3, 3, false);
-        for (auto& group : *query_groups)
-            read_group(group);
-        const auto base_groups = filters->getlistobject<ZYSearchGroup>(4, 4, false);
-        for (auto& group : *base_groups)
-            read_group(group);
+    /// The one value that a number may have where there is one.
+    void expect(std::string_view name, const std::optional<std::int64_t>& value, std::int64_t only) {
+        if (value && *value != only) unsupported(name, std::to_string(*value));
     }
 
     /// All groups and all their filters must hold.
-    void read_group(ZYSearchGroup& group) {
-        expect("groupMode", group, 3, and_mode);
-        const auto criteria = group.getObjectAccessor(true, false, 4, 4, 14, 150);
-        expect("criteriaMode", *criteria, 3, and_mode);
-        const auto fields = criteria->getlistobject<FieldValue>(2, 5, false);
-        for (auto& field : *fields)
-            read_field(field);
+    void read_filters(const search_request& request) {
+        if (!request.keyword.empty() && request.keyword != "*") unsupported("keywordText", request.keyword);
+        expect("keywordMode", request.keyword_mode, keyword_mode);
+        for (const std::int64_t subclient : request.subclient_ids) {
+            if (subclient != target_.subclient_id) fault(EACCES, "the request names another share");
+        }
+        for (const search_request::filter& scope : request.scopes) {
+            if (scope.name != "SubClient") unsupported("scope", scope.name);
+        }
+        for (const std::int64_t mode : request.group_modes)
+            expect("groupMode", mode, and_mode);
+        for (const std::int64_t mode : request.criteria_modes)
+            expect("criteriaMode", mode, and_mode);
+        for (const search_request::filter& filter : request.filters)
+            read_filter(filter);
     }
 
-    void read_field(FieldValue& field) {
-        const std::string name = field.getstring(1, 1);
+    void read_filter(const search_request::filter& filter) {
+        const auto& [name, mode, values] = filter;
         if (!fields_.insert(name).second) fault(EINVAL, "a field stands twice: " + name);
-        const auto holder = field.getObjectAccessor(true, false, 2, 5, 14, 127);
-        const auto list_of_values = holder->getliststring(1, 1, false);
-        const std::vector<std::string>& values = *list_of_values;
         const bool list = name == "CISTATE" || name == "DATA_TYPE";
         const bool absence = name == "AFILEID";
-        expect(name.c_str(), field, 3, list ? list_mode : absence ? no_value_mode : value_mode);
-        if (!field.isSet(3)) return fault(EINVAL, "a field without a mode: " + name);
+        expect(name, mode, list ? list_mode : absence ? no_value_mode : value_mode);
+        if (!mode) return fault(EINVAL, "a field without a mode: " + name);
         if (values.empty()) return fault(EINVAL, "a field without values: " + name);
 
         if (name == "CISTATE") {
@@ -225,19 +199,15 @@ private:
             unsupported("AFILEID", "with a range, versions, groups or an order");
     }
 
-    void read_processing(ZYSearchReq& request) {
-        const auto processing =
-            request.getObjectAccessor<KT5ContentIndexing::SearchProcessingInfo>(true, false, 1, 1, 14, 159);
-        query_.page_size = processing->getint64(1);
-        query_.page_start = processing->getint64(2);
+    void read_processing(const search_request& request) {
+        query_.page_size = request.page_size;
+        query_.page_start = request.page_start;
         if (query_.page_size < 1 || query_.page_size > max_page_size)
             fault(EINVAL, "pageSize is not between 1 and " + std::to_string(max_page_size));
         if (query_.page_start < 0) fault(EINVAL, "pageStart is below 0");
-        const auto parameters = processing->getlistobject<SearchParameters>(5, 5, false);
-        for (auto& parameter : *parameters) {
-            const std::string name = parameter.getstring(1, 1);
+        for (const auto& [name, value] : request.parameters) {
             if (!parameters_.insert(name).second) fault(EINVAL, "a parameter stands twice: " + name);
-            read_parameter(name, parameter.getstring(2, 5));
+            read_parameter(name, value);
         }
         if (parameters_.count("RESPONSE_FIELD_LIST") == 0) query_.columns = ~0u & ~column_deleted_time;
     }
@@ -303,8 +273,8 @@ private:
 
     const share& target_;
     search_query& query_;
-    std::set<std::string> fields_;
-    std::set<std::string> parameters_;
+    std::set<std::string_view> fields_;
+    std::set<std::string_view> parameters_;
     std::vector<search_fault> faults_;
 };
 
@@ -323,7 +293,7 @@ std::string refusal(const std::vector<search_fault>& faults) {
     return text;
 }
 
-std::vector<search_fault> read_search_request(ZYSearchReq& request, const share& target, search_query& query) {
+std::vector<search_fault> read_search_request(const search_request& request, const share& target, search_query& query) {
     query = search_query{};
     return request_reader(target, query).read(request);
 }

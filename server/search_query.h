@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/message_classes.h"
 #include "server/engine.h"
+#include "server/search_request.h"
 
 namespace index_server {
 
@@ -66,8 +66,7 @@ struct search_fault {
 std::string refusal(const std::vector<search_fault>& faults);
 
 /// Reads the request to a share. Whatever it asks for that this index does not know becomes a fault, so that no answer
-/// rests on a guess; the query is usable only without faults. A request is read through accessors that are not const.
-std::vector<search_fault> read_search_request(KT5ContentIndexing::ZYSearchReq& request, const share& target,
-                                              search_query& query);
+/// rests on a guess; the query is usable only without faults.
+std::vector<search_fault> read_search_request(const search_request& request, const share& target, search_query& query);
 
 }  // namespace index_server

@@ -152,7 +152,7 @@ public:
 
     apply_outcome apply_collect_file(const share& target, const std::string& path) override;
     bool is_embedded() const override { return is_embedded_; }
-    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq& request) override;
+    std::string search(const share& target, const search_request& request) override;
 
     administration& admin() override { return *admin_; }
 
@@ -177,7 +177,7 @@ apply_outcome sql_engine::apply_collect_file(const share& target, const std::str
     return outcome;
 }
 
-std::string sql_engine::search(const share& target, KT5ContentIndexing::ZYSearchReq& request) {
+std::string sql_engine::search(const share& target, const search_request& request) {
     search_query query;
     const std::vector<search_fault> faults = read_search_request(request, target, query);
     if (!faults.empty()) return refusal(faults);

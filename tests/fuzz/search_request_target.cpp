@@ -3,16 +3,15 @@
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string text = text_of(data, size);
-    KT5ContentIndexing::ZYSearchReq request;
-    if (request.unserialize(text) != 0) return 0;
+    const auto request = index_server::read_search_text(text_of(data, size));
+    if (!request) return 0;
     index_server::share target;
     target.name = "docs";
     target.subclient_id = 42;
     target.folder_id = 1234567890;
     target.root_guid = "root";
     index_server::search_query query;
-    const auto faults = index_server::read_search_request(request, target, query);
+    const auto faults = index_server::read_search_request(*request, target, query);
     for (const auto& fault : faults)
         require(fault.code != 0 && !fault.text.empty(), "a fault says what is wrong");
     if (faults.empty()) require(query.page_size >= 0 && query.page_start >= 0, "a page has a place");

@@ -130,9 +130,16 @@ ZYSearchReq engine_fixture::request(const share& of, ask_for what, const std::st
     return made;
 }
 
+std::string engine_fixture::answer_to(const share& of, const ZYSearchReq& asking) {
+    std::string text;
+    asking.serialize(text, false);
+    const std::optional<search_request> read = read_search_text(text);
+    return read ? store->search(of, *read) : "this is no search request";
+}
+
 std::vector<found_item> engine_fixture::sent(const share& of, ZYSearchReq asking) {
     ZYSearchResp response;
-    std::string text = store->search(of, asking);
+    std::string text = answer_to(of, asking);
     EXPECT_EQ(response.unserialize(text), 0);
     EXPECT_TRUE(response.getlistobject<KT5ContentIndexing::Error>(1, 1, false)->empty());
     std::vector<found_item> items;
@@ -172,7 +179,7 @@ std::string engine_fixture::over_time(const std::vector<long long>& seconds,
 
 std::string engine_fixture::errors(ZYSearchReq& asking) {
     ZYSearchResp response;
-    std::string text = store->search(docs, asking);
+    std::string text = answer_to(docs, asking);
     EXPECT_EQ(response.unserialize(text), 0);
     std::string texts;
     const auto list = response.getlistobject<KT5ContentIndexing::Error>(1, 1, false);

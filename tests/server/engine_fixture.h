@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "host/message_classes.h"
 #include "server/engine.h"
+#include "server/search_request.h"
 #include "tests/storage/test_storage.h"
 #include "tests/support/scratch_directory.h"
 
@@ -87,6 +89,7 @@ protected:
     std::string errors(KT5ContentIndexing::ZYSearchReq& request);
 
     KT5ContentIndexing::ZYSearchReq request(const share& of, ask_for what, const std::string& value, const asked& how);
+    std::string answer_to(const share& of, const KT5ContentIndexing::ZYSearchReq& asking);
     static void add_option(KT5ContentIndexing::ZYSearchReq& request, const std::string& name, const std::string& value);
     static void add_filter(KT5ContentIndexing::ZYSearchReq& request, const std::string& name,
                            const std::vector<std::string>& values, int mode);

@@ -82,7 +82,7 @@ public:
         return {true, 1, 0, ""};
     }
     /// One result, named like the share.
-    std::string search(const share& target, KT5ContentIndexing::ZYSearchReq&) override {
+    std::string search(const share& target, const search_request&) override {
         return "<ZYSearchResp><resultSet><resultItems name=\"" + target.name + "\"/></resultSet></ZYSearchResp>";
     }
 
