@@ -14,13 +14,6 @@ namespace {
     throw std::logic_error("no field " + std::to_string(field) + " of this kind in " + std::string(described.name));
 }
 
-template <class Wanted>
-const message_field& field_of(const message_class& described, short field, const Wanted& wanted) {
-    for (const message_field& candidate : described.fields)
-        if (candidate.field == field && wanted(candidate)) return candidate;
-    fail(described, field);
-}
-
 const message_class& class_of(int group, int number) {
     const message_class* described = find_message_class(group, number);
     if (described == nullptr) throw std::logic_error("a message of an unknown class has no text form");
@@ -29,6 +22,19 @@ const message_class& class_of(int group, int number) {
 
 }  // namespace
 
+/// Fields are mostly written in the table's order, and a list repeats its own.
+template <class Wanted>
+const message_field& message_stream::find_field(short field, const Wanted& wanted) {
+    element& last = open_.back();
+    const auto& fields = last.described->fields;
+    for (std::size_t tried = 0; tried < fields.size(); ++tried, ++last.next_field) {
+        if (last.next_field >= fields.size()) last.next_field = 0;
+        const message_field& candidate = fields[last.next_field];
+        if (candidate.field == field && wanted(candidate)) return candidate;
+    }
+    fail(*last.described, field);
+}
+
 message_stream::message_stream(std::string& text, int group, int number) : text_(text) {
     const message_class& described = class_of(group, number);
     open_element(described, described.name);
@@ -36,7 +42,7 @@ message_stream::message_stream(std::string& text, int group, int number) : text_
 
 void message_stream::integer(short field, long long value) {
     const auto wanted = [](const message_field& candidate) { return candidate.kind == field_kind::integer; };
-    begin_attribute(field_of(*open_.back().described, field, wanted).name);
+    begin_attribute(find_field(field, wanted).name);
     char digits[24];
     text_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
     text_ += '"';
@@ -46,7 +52,7 @@ void message_stream::string(short field, short tag, std::string_view value) {
     const auto wanted = [tag](const message_field& candidate) {
         return candidate.tag == tag && candidate.kind == field_kind::string;
     };
-    begin_attribute(field_of(*open_.back().described, field, wanted).name);
+    begin_attribute(find_field(field, wanted).name);
     append_escaped(text_, value);
     text_ += '"';
 }
@@ -56,7 +62,7 @@ void message_stream::open(short field, short tag) {
         return candidate.tag == tag &&
                (candidate.kind == field_kind::child || candidate.kind == field_kind::object_list);
     };
-    const message_field& found = field_of(*open_.back().described, field, wanted);
+    const message_field& found = find_field(field, wanted);
     if (!open_.back().has_children) text_ += '>';
     open_.back().has_children = true;
     open_element(*found.content, found.name);

@@ -1,6 +1,7 @@
 // Writes a message as text piece by piece, without making the message: for answers of many thousands of fields.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,8 +29,12 @@ private:
     struct element {
         const message_class* described;
         std::string_view name;
+        std::size_t next_field = 0;  // where the search for a field begins
         bool has_children = false;
     };
+
+    template <class Wanted>
+    const message_field& find_field(short field, const Wanted& wanted);
 
     void open_element(const message_class& described, std::string_view name);
     void begin_attribute(std::string_view name);

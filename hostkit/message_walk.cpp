@@ -126,7 +126,7 @@ public:
     /// The only element of the document is the message.
     void document(const pugi::xml_document& parsed, const message_class& described) {
         bool found = false;
-        for (const pugi::xml_node node : parsed) {
+        for (pugi::xml_node node = parsed.first_child(); node; node = node.next_sibling()) {
             if (node.type() == pugi::node_declaration && node == parsed.first_child()) continue;
             if (node.type() == pugi::node_pcdata && is_blank(node.value())) continue;
             if (node.type() != pugi::node_element || found || described.name != node.name()) throw bad_message();
@@ -139,14 +139,15 @@ public:
 private:
     void element(pugi::xml_node node, const message_class& described) {
         element_fields fields(described);
-        for (const pugi::xml_attribute attribute : node.attributes()) {
+        for (pugi::xml_attribute attribute = node.first_attribute(); attribute;
+             attribute = attribute.next_attribute()) {
             const message_field& field = fields.take(attribute.name(), true);
             if (field.kind == field_kind::integer)
                 into_.integer(field, parse_number<long long>(attribute.value()));
             else
                 into_.text(field, unescaped(attribute.value()));
         }
-        for (const pugi::xml_node child : node.children()) {
+        for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
             if (child.type() == pugi::node_element)
                 member(child, fields.take(child.name(), false));
             else if ((child.type() != pugi::node_pcdata && child.type() != pugi::node_cdata) ||
@@ -166,12 +167,13 @@ private:
     /// The text of an entry of a list of plain values, which has nothing besides.
     std::string_view entry_text(pugi::xml_node node) {
         if (node.first_attribute()) throw bad_message();
-        for (const pugi::xml_node piece : node.children())
-            if (piece.type() != pugi::node_pcdata && piece.type() != pugi::node_cdata) throw bad_message();
-        if (node.first_child() == node.last_child()) return node.first_child().value();
+        const pugi::xml_node first = node.first_child();
+        if (!first) return {};
         pieces_.clear();
-        for (const pugi::xml_node piece : node.children())
+        for (pugi::xml_node piece = first; piece; piece = piece.next_sibling()) {
+            if (piece.type() != pugi::node_pcdata && piece.type() != pugi::node_cdata) throw bad_message();
             pieces_ += piece.value();
+        }
         return pieces_;
     }
 

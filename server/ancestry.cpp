@@ -16,14 +16,10 @@ constexpr std::size_t max_depth = 10000;
 
 }  // namespace
 
-ancestry::ancestry(sql_connection& connection, history& versions)
-    : history_(versions), find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''") {}
-
-void ancestry::begin(const share& target, const search_query& query) {
+void ancestry::begin(const search_query& query) {
     query_ = &query;
     known_.clear();
-    const statement_run run(find_top_);
-    top_ = find_top_.bind(1, target.subclient_id).step() ? find_top_.integer(0) : 0;
+    top_ = history_.top();
 }
 
 const standing& ancestry::of(std::int64_t object) {

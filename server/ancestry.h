@@ -19,13 +19,13 @@ struct standing {
     std::int64_t end_s = 0;           ///< when it, or one above it, ended; 0 for not at all
 };
 
-/// Prepared on one connection, whose history is passed in and outlives this. locks: called inside a read transaction.
+/// Works on the history of one connection, which outlives this. locks: called inside a read transaction.
 class ancestry {
 public:
-    ancestry(sql_connection& connection, history& versions);
+    explicit ancestry(history& versions) : history_(versions) {}
 
     /// Begins the questions of one search.
-    void begin(const share& target, const search_query& query);
+    void begin(const search_query& query);
     /// Where the object stands; what nothing is known of has no path and has not ended.
     const standing& of(std::int64_t object);
 
@@ -34,7 +34,6 @@ private:
     standing climb(std::int64_t object);
 
     history& history_;
-    sql_statement find_top_;
     const search_query* query_ = nullptr;
     std::int64_t top_ = 0;
     std::map<std::int64_t, standing> known_;

@@ -35,7 +35,7 @@ std::vector<search_hit> extent_search::of_file(const share& target, const search
     if (!find_file_.bind(1, target.subclient_id).bind(2, query.key_value).step()) return {};
     const std::int64_t file = find_file_.integer(0);
     versions_of_file_.bind(1, target.subclient_id).bind(2, file);
-    ancestry_.begin(target, query);
+    ancestry_.begin(query);
     return listing_page(memory_, target, query, [&] {
         return found_candidates{collect(query, ancestry_.of(file).end_s), {}};
     });

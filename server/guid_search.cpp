@@ -23,7 +23,7 @@ std::int64_t guid_search::object_of(const share& target, const std::string& guid
 std::vector<search_hit> guid_search::children_of(const share& target, const search_query& query) {
     const std::int64_t object = object_of(target, query.key_value);
     if (object == 0) return {};
-    ancestry_.begin(target, query);
+    ancestry_.begin(query);
     const standing& where = ancestry_.of(object);
     return listing_.page(target, query, {{object, where.end_s, where.path}}, std::nullopt);
 }
@@ -31,7 +31,7 @@ std::vector<search_hit> guid_search::children_of(const share& target, const sear
 std::vector<search_hit> guid_search::versions_of(const share& target, const search_query& query) {
     const std::int64_t object = object_of(target, query.key_value);
     if (object == 0) return {};
-    ancestry_.begin(target, query);
+    ancestry_.begin(query);
     std::vector<version_in_place> versions;
     if (query.all_versions)
         versions = history_.all_of(object);

@@ -43,12 +43,21 @@ void end_by_newer(version_in_place& version, const version_in_place& newer) {
 }  // namespace
 
 history::history(sql_connection& connection)
-    : newest_in_directory_(connection, newest_in_directory_sql),
+    : find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''"),
+      newest_in_directory_(connection, newest_in_directory_sql),
       newest_of_name_(connection, newest_of_name_sql),
       all_in_directory_(connection, all_in_directory_sql),
       all_of_name_(connection, all_of_name_sql),
       newest_of_object_(connection, newest_of_object_sql),
       all_of_object_(connection, all_of_object_sql) {}
+
+std::int64_t history::top() {
+    const auto known = tops_.find(share_);
+    if (known != tops_.end()) return known->second;
+    const statement_run run(find_top_);
+    if (!find_top_.bind(1, share_).step()) return 0;
+    return tops_[share_] = find_top_.integer(0);
+}
 
 bool history::matches(const place_filter& place, std::string_view name) const {
     if (!place.name) return true;

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "server/engine.h"
@@ -44,6 +45,9 @@ public:
     /// Begins the questions of one search.
     void begin(const share& target) { share_ = target.subclient_id; }
 
+    /// The object above the share's root; 0 when the share has none.
+    std::int64_t top();
+
     /// Each object's newest version, if it stands in the place.
     void newest(const place_filter& place, const std::function<void(const version_in_place&)>& visit);
 
@@ -61,6 +65,8 @@ private:
 
     std::int64_t share_ = 0;
     std::string folded_;
+    std::unordered_map<std::int64_t, std::int64_t> tops_;  ///< by share; neither ever changes nor comes again
+    sql_statement find_top_;
     sql_statement newest_in_directory_;
     sql_statement newest_of_name_;
     sql_statement all_in_directory_;

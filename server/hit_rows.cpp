@@ -39,7 +39,9 @@ hit_rows::hit_rows(sql_connection& connection, const selection& what)
     : numbers_(what.numbers),
       texts_(what.texts),
       rows_of_(connection, of_rows(connection.dialect(), what.rows), ""),
-      properties_of_(connection, what.properties, " ORDER BY 1, 2") {}
+      properties_of_(connection, what.properties, " ORDER BY 1, 2"),
+      any_property_(connection, (std::string(what.properties) + " BETWEEN ?2 AND ?3 LIMIT 1").c_str()),
+      is_embedded_(connection.dialect() == sql_dialect::sqlite) {}
 
 const std::vector<hit_row>& hit_rows::read(std::int64_t share, std::span<const search_hit> hits, bool with_properties) {
     rows_.resize(hits.size());
@@ -51,10 +53,19 @@ const std::vector<hit_row>& hit_rows::read(std::int64_t share, std::span<const s
     }
     std::sort(places_.begin(), places_.end());
     visit(rows_of_, share, hits, [this](const sql_statement& from, hit_row& row) { take(from, row); });
-    if (!with_properties) return rows_;
+    if (!with_properties || !may_have_properties(share)) return rows_;
     visit(properties_of_, share, hits,
           [](const sql_statement& from, hit_row& row) { row.properties.emplace_back(from.text(1), from.text(2)); });
     return rows_;
+}
+
+/// Most pages have none, which one look into the index tells as well as a look for each row. To a storage on another
+/// machine it would be one way more.
+bool hit_rows::may_have_properties(std::int64_t share) {
+    if (!is_embedded_ || places_.size() < 2) return true;
+    const statement_run run(any_property_);
+    any_property_.bind(1, share).bind(2, places_.front().first).bind(3, places_.back().first);
+    return any_property_.step();
 }
 
 template <class Visit>

@@ -50,6 +50,7 @@ private:
         sql_statement many;
     };
 
+    bool may_have_properties(std::int64_t share);
     template <class Visit>
     void visit(statements& select, std::int64_t share, std::span<const search_hit> hits, const Visit& each);
     void take(const sql_statement& from, hit_row& row) const;
@@ -60,6 +61,8 @@ private:
     const int texts_;
     statements rows_of_;
     statements properties_of_;
+    sql_statement any_property_;
+    const bool is_embedded_;
     std::vector<hit_row> rows_;
     std::vector<id_place> places_;  ///< by id
 };

@@ -1,7 +1,6 @@
 // Cutting of pages.
 #include "server/listing_pages.h"
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -9,11 +8,11 @@ namespace index_server {
 
 namespace {
 
-std::vector<search_hit> cut(const kept_listing& listing, std::size_t first, std::size_t last) {
+std::vector<search_hit> cut(const kept_listing& listing, std::int64_t from, std::int64_t size) {
+    const auto total = static_cast<std::int64_t>(listing.entries.size());
     std::vector<search_hit> hits;
-    hits.reserve(last - first);
-    for (std::size_t i = first; i < last; ++i) {
-        const kept_listing::entry& entry = listing.entries[i];
+    for (std::int64_t i = from; i < total && i - from < size; ++i) {
+        const kept_listing::entry& entry = listing.entries[static_cast<std::size_t>(i)];
         hits.push_back({entry.version, entry.end_s, listing.directories[entry.directory]});
     }
     return hits;
@@ -38,6 +37,7 @@ bool is_find(const search_query& query) {
 
 std::vector<search_hit> listing_page(walk_memory& memory, const share& target, const search_query& query,
                                      const std::function<found_candidates()>& find) {
+    if (is_find(query)) return cut(*in_order(query, find()), query.page_start, query.page_size);
     const std::string key = listing_key(target, query);
     std::optional<walk> known = memory.resume(key, query.page_start);
     if (!known || !known->listing) {
@@ -45,14 +45,13 @@ std::vector<search_hit> listing_page(walk_memory& memory, const share& target, c
         known->place.row = query.page_start;
     }
     const walk_place from = known->place;
-    const std::size_t total = known->listing->entries.size();
-    const std::size_t first = std::min(static_cast<std::size_t>(from.row), total);
-    const std::size_t last = std::min(first + static_cast<std::size_t>(query.page_size), total);
-    if (last < total && !is_find(query)) {
-        known->place.row = static_cast<std::int64_t>(last);
+    std::vector<search_hit> hits = cut(*known->listing, from.row, query.page_size);
+    const std::int64_t next = from.row + static_cast<std::int64_t>(hits.size());
+    if (next < static_cast<std::int64_t>(known->listing->entries.size())) {
+        known->place.row = next;
         memory.keep(key, *known, query.page_start + query.page_size, query.page_start, from);
     }
-    return cut(*known->listing, first, last);
+    return hits;
 }
 
 }  // namespace index_server

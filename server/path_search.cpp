@@ -30,11 +30,6 @@ std::vector<std::string> names_of(const std::string& path) {
 
 }  // namespace
 
-path_search::path_search(sql_connection& connection, history& versions, directory_listing& listing)
-    : history_(versions),
-      listing_(listing),
-      find_top_(connection, "SELECT id FROM object WHERE share = ?1 AND guid = ''") {}
-
 std::vector<search_hit> path_search::page(const share& target, const search_query& query) {
     std::vector<std::string> names = names_of(query.key_value);
     if (names.empty()) return {};
@@ -43,15 +38,14 @@ std::vector<search_hit> path_search::page(const share& target, const search_quer
         leaf = names.back();
         names.pop_back();
     }
-    return listing_.page(target, query, walk(target, query, names), leaf);
+    return listing_.page(target, query, walk(query, names), leaf);
 }
 
-std::vector<found_directory> path_search::walk(const share& target, const search_query& query,
-                                               const std::vector<std::string>& names) {
+std::vector<found_directory> path_search::walk(const search_query& query, const std::vector<std::string>& names) {
     std::vector<found_directory> here;
-    const statement_run run(find_top_);
-    if (!find_top_.bind(1, target.subclient_id).step()) return here;
-    here.push_back({find_top_.integer(0), 0, std::string()});
+    const std::int64_t top = history_.top();
+    if (top == 0) return here;
+    here.push_back({top, 0, std::string()});
     for (const std::string& name : names) {
         std::vector<found_directory> below;
         for (const found_directory& from : here)

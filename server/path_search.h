@@ -12,25 +12,23 @@
 
 namespace index_server {
 
-/// Prepared on one connection, as are the history and the listing, which outlive this. locks: called inside a read
+/// Works on the history and the listing of one connection, which outlive this. locks: called inside a read
 /// transaction.
 class path_search {
 public:
-    path_search(sql_connection& connection, history& versions, directory_listing& listing);
+    path_search(history& versions, directory_listing& listing) : history_(versions), listing_(listing) {}
 
     /// The page of hits that the query asks for. Throws std::runtime_error for a path that leads through more
     /// directories than are followed.
     std::vector<search_hit> page(const share& target, const search_query& query);
 
 private:
-    std::vector<found_directory> walk(const share& target, const search_query& query,
-                                      const std::vector<std::string>& names);
+    std::vector<found_directory> walk(const search_query& query, const std::vector<std::string>& names);
     void step_down(const search_query& query, const found_directory& from, const std::string& name,
                    std::vector<found_directory>& found);
 
     history& history_;
     directory_listing& listing_;
-    sql_statement find_top_;
 };
 
 }  // namespace index_server

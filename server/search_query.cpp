@@ -263,7 +263,9 @@ private:
             query_.custom_prefix = name.substr(0, name.size() - 1);
             return;
         }
-        for (const auto& [known, column] : column_names) {
+        // Requests mostly name the columns in the table's order.
+        for (std::size_t tried = 0; tried < column_names.size(); ++tried) {
+            const auto& [known, column] = column_names[next_column_++ % column_names.size()];
             if (name != known) continue;
             query_.columns |= column;
             return;
@@ -275,6 +277,7 @@ private:
     search_query& query_;
     std::set<std::string_view> fields_;
     std::set<std::string_view> parameters_;
+    std::size_t next_column_ = 0;
     std::vector<search_fault> faults_;
 };
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 namespace index_server {
 
@@ -83,45 +84,57 @@ private:
     sqlite3_stmt* handle_ = nullptr;
 };
 
+struct closer {
+    void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+};
+
+std::unique_ptr<sqlite3, closer> open_handle(const std::string& path, sql_access what) {
+    // Before the first use: counting each piece of memory takes a lock that all connections share.
+    [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    const bool writes = what == sql_access::write;
+    const int flags = (writes ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY) |
+                      SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    if (writes) make_private_file(path);
+    sqlite3* opened = nullptr;
+    const int code = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
+    std::unique_ptr<sqlite3, closer> handle(opened);
+    if (code != SQLITE_OK) fail(opened, "cannot open");
+    return handle;
+}
+
 class sqlite_connection : public sql_connection {
 public:
-    sqlite_connection(const std::string& path, sql_access what) {
-        const bool writes = what == sql_access::write;
-        const int flags = (writes ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY) |
-                          SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-        try {
-            if (writes) make_private_file(path);
-            if (sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr) != SQLITE_OK) fail(handle_, "cannot open");
-            sqlite3_busy_timeout(handle_, busy_wait_ms);
-            // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
-            run("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
-            if (writes) run("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
-        } catch (...) {
-            sqlite3_close_v2(handle_);
-            throw;
-        }
+    sqlite_connection(const std::string& path, sql_access what) : handle_(open_handle(path, what)) {
+        sqlite3_busy_timeout(handle_.get(), busy_wait_ms);
+        // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
+        execute("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
+        if (what == sql_access::write) execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
+        begin_reading_.emplace(handle_.get(), "BEGIN");
+        // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
+        begin_writing_.emplace(handle_.get(), "BEGIN IMMEDIATE");
+        commit_.emplace(handle_.get(), "COMMIT");
     }
-
-    ~sqlite_connection() override { sqlite3_close_v2(handle_); }
 
     sql_dialect dialect() const noexcept override { return sql_dialect::sqlite; }
-    void execute(const char* sql) override { run(sql); }
+    void execute(const char* sql) override {
+        if (sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+            fail(handle_.get(), "cannot run a command");
+    }
     std::unique_ptr<sql_cursor> prepare(const char* sql) override {
-        return std::make_unique<sqlite_cursor>(handle_, sql);
+        return std::make_unique<sqlite_cursor>(handle_.get(), sql);
     }
 
-    // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
-    void begin(sql_access what) override { run(what == sql_access::write ? "BEGIN IMMEDIATE" : "BEGIN"); }
-    void commit() override { run("COMMIT"); }
+    void begin(sql_access what) override { (what == sql_access::write ? begin_writing_ : begin_reading_)->step(); }
+    void commit() override { commit_->step(); }
     // The database may have rolled back by itself, which makes this fail; either way nothing of it stays.
-    void roll_back() noexcept override { sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr); }
+    void roll_back() noexcept override { sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr); }
 
 private:
-    void run(const char* sql) {
-        if (sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(handle_, "cannot run a command");
-    }
-
-    sqlite3* handle_ = nullptr;
+    const std::unique_ptr<sqlite3, closer> handle_;
+    // Prepared, because a search takes hardly longer than the reading of these words.
+    std::optional<sqlite_cursor> begin_reading_;
+    std::optional<sqlite_cursor> begin_writing_;
+    std::optional<sqlite_cursor> commit_;
 };
 
 }  // namespace
