@@ -105,10 +105,21 @@ private:
         parser_.emplace();
         parser_->header_limit(static_cast<std::uint32_t>(context_.settings.max_header_bytes));
         parser_->body_limit(boost::none);  // the plan knows the limit
+        parser_->eager(false);             // the body waits for its plan
+        const error_code error = parse_buffered();
+        if (error || parser_->is_header_done()) return on_head(error);
         // One limit for the whole head, however the peer cuts it up.
         allow(context_.settings.header_timeout_ms);
         http::async_read_header(stream_, buffer_, *parser_,
                                 [self = shared_from_this()](error_code error, std::size_t) { self->on_head(error); });
+    }
+
+    /// Parses what has been read already. Most requests are there whole by now, and to ask the loop for them would cost
+    /// as much as a short search.
+    error_code parse_buffered() {
+        error_code error;
+        if (buffer_.size() > 0) buffer_.consume(parser_->put(buffer_.data(), error));
+        return error == http::error::need_more ? error_code() : error;
     }
 
     void on_head(error_code error) {
@@ -182,6 +193,9 @@ private:
         body.data = piece_.data();
         body.size = piece_.size();
         body.more = true;
+        parser_->eager(true);
+        const error_code error = parse_buffered();
+        if (error || parser_->is_done() || body.size == 0) return on_piece(error);
         allow_body(0);
         http::async_read(stream_, buffer_, *parser_,
                          [self = shared_from_this()](error_code error, std::size_t) { self->on_piece(error); });

@@ -103,6 +103,15 @@ TEST(message_text, what_is_no_message_is_refused) {
         "<ZYSearchResp><errors errorCode=\"1 \"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorCode=\"9223372036854775808\"/></ZYSearchResp>",
         "<ZYSearchResp><resultSet/><resultSet/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorCode=\"1\" errorCode=\"1\"/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorMessage=\"&nbsp;\"/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorMessage=\"a & b\"/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorMessage=\"&#x;\"/></ZYSearchResp>",
+        "<ZYSearchResp>x</ZYSearchResp>",
+        "<ZYSearchResp><!-- --></ZYSearchResp>",
+        "<ZYSearchResp><?x?></ZYSearchResp>",
+        "<ZYSearchResp/><ZYSearchResp/>",
+        "<ZYSearchResp/><?xml version=\"1.0\"?>",
     };
     for (const char* text : texts) {
         ZYSearchResp response;
@@ -123,6 +132,14 @@ TEST(message_text, no_cut_text_is_a_message_and_reading_replaces_what_was_there)
     for (std::size_t length = 0; length < text.size(); ++length)
         ASSERT_FALSE(reads(response, text.substr(0, length))) << length;
     EXPECT_TRUE(response.isSet(1)) << "a failure keeps what was read";
+    for (const char* half :
+         {"<errors errorCode=\"34", "<errors errorCode=\"34\"", "<errors errorCode=34/>", "<errors"}) {
+        EXPECT_FALSE(
+            reads(response, "<?xml version=\"1.0\"?>\n<ZYSearchResp><errors errorCode=\"12\"/>" + std::string(half)));
+        const auto errors = response.getlistobject<Error>(1, 1, false);
+        ASSERT_EQ(errors->size(), 1u) << "half a tag is none";
+        EXPECT_EQ(errors->front().getint64(1), 12);
+    }
     EXPECT_TRUE(reads(response, "<ZYSearchResp/>"));
     EXPECT_FALSE(response.isSet(1) || response.isSet(7)) << "reading replaces what was there";
 }
