@@ -119,7 +119,7 @@ http_reply list_transactions(const std::string& query, const admin_parts& parts)
     if (words.has("share")) {
         subclient = words.number("share", 1, std::numeric_limits<std::int32_t>::max());
         if (!subclient) throw bad_request("\"share\" is no subclient id");
-        if (!parts.shares.by_subclient(*subclient)) return error_reply(404, "no such share");
+        if (!parts.watch.share_of(*subclient)) return error_reply(404, "no such share");
     }
     const std::int64_t place = place_number(page.after, any_number);
     const auto records =

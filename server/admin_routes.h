@@ -5,6 +5,7 @@
 
 #include "server/engine.h"
 #include "server/http_service.h"
+#include "server/record_watch.h"
 #include "server/share_registry.h"
 #include "server/share_removal.h"
 #include "server/token_store.h"
@@ -19,6 +20,7 @@ struct admin_parts {
     token_store& tokens;
     transactions& collects;
     share_removal& removal;
+    record_watch& watch;
 };
 
 /// The plan for a request whose path begins with "/api/". Only the admin token opens anything here.

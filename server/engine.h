@@ -57,7 +57,7 @@ class engine {
 public:
     virtual ~engine() = default;
 
-    /// Makes a share with its root row, or gives the one of that name.
+    /// Makes a share with its root row, or gives the one of that name, also when another server makes it just now.
     virtual share register_share(const std::string& name) = 0;
     virtual std::vector<share> shares() = 0;
     virtual std::optional<share> share_of_subclient(std::int64_t subclient_id) = 0;
@@ -78,7 +78,8 @@ public:
     /// Applies a whole collect file in one storage transaction, durable on return; or nothing of it.
     virtual apply_outcome apply_collect_file(const share& target, const std::string& path) = 0;
 
-    /// Whether searches read files of this machine alone and wait for nothing else.
+    /// Whether the storage is this server's alone and lies in files of this machine, so that searches wait for nothing
+    /// else.
     virtual bool is_embedded() const { return false; }
 
     /// The text of the ZYSearchResp that answers a search of one share. What is wrong with the request becomes an entry

@@ -152,16 +152,28 @@ private:
         record_.path = asked.path;
         // The body of an answer to HEAD would be taken for the next answer's head.
         keep_ = parser_->get().keep_alive() && parser_->get().method() != http::verb::head;
+        make_and_follow([&] { return make_plan(asked); });
+    }
+
+    template <class Make>
+    void make_and_follow(const Make& make) {
         http_plan plan;
         try {
-            plan = make_plan(asked);
+            plan = make();
         } catch (const std::exception& failure) {
-            HOSTKIT_LOG(-1, "index server: cannot plan %s [%s]: %s", asked.method.c_str(), asked.path.c_str(),
+            HOSTKIT_LOG(-1, "index server: cannot plan %s [%s]: %s", record_.method.c_str(), record_.path.c_str(),
                         failure.what());
             return refuse(error_reply(500, "internal error"));
         }
+        if (!plan.later) return follow(std::move(plan));
+        plan.later([self = shared_from_this()](http_plan::maker later) {
+            self->on_loop([later = std::move(later)](connection& back) { back.make_and_follow(later); });
+        });
+    }
+
+    void follow(http_plan plan) {
         record_.route = plan.route;
-        const std::uint64_t length = asked.body_bytes.value_or(0);
+        const std::uint64_t length = parser_->content_length().value_or(0);
         const bool expects = beast::iequals(parser_->get()[http::field::expect], "100-continue");
         if (parser_->chunked() && !plan.reply) plan.reply = error_reply(411, "Content-Length is required");
         if (!plan.reply && length > plan.most_body_bytes) plan.reply = error_reply(413, "the body is too long");

@@ -43,11 +43,16 @@ public:
 /// Which workers do the work: slow collection must not hold up searches.
 enum class lane { search, collect };
 
-/// What becomes of a request, decided on its head. One of `reply`, `target` and `run` is set.
+/// What becomes of a request, decided on its head. One of `reply`, `target`, `run` and `later` is set.
 struct http_plan {
+    using maker = std::function<http_plan()>;
+
     std::optional<http_reply> reply;                                            ///< the answer is known already
     std::unique_ptr<body_target> target;                                        ///< the body goes there
     std::function<void(const std::string& body, const reply_sink& reply)> run;  ///< wants the body whole; may throw
+    /// The plan takes waiting. Calls its argument once, at once or later and on any thread; what it passes then makes
+    /// the plan as `http_service::plan` does.
+    std::function<void(const std::function<void(maker)>& go_on)> later;
     /// Whether `run` is over before going to a worker would be, so that it may be done on the network thread. Absent:
     /// no.
     std::function<bool(const std::string& body)> is_short;

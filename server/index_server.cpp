@@ -8,6 +8,7 @@
 #include "server/data_directory.h"
 #include "server/engine.h"
 #include "server/http_listener.h"
+#include "server/record_watch.h"
 #include "server/routes.h"
 #include "server/server_metrics.h"
 #include "server/share_registry.h"
@@ -50,7 +51,8 @@ struct index_server::running {
           shares(*storage, tokens),
           collects(*storage, shares, directory.spool(), metrics),
           removal(*storage),
-          front(settings, {*storage, shares, tokens, collects, removal}, metrics),
+          watch(*storage, tokens, shares),
+          front(settings, {*storage, shares, tokens, collects, removal, watch}, metrics),
           listener(settings, front, metrics, identity.get()) {}
 
     server_metrics metrics;
@@ -62,6 +64,7 @@ struct index_server::running {
     share_registry shares;
     transactions collects;
     share_removal removal;
+    record_watch watch;
     routes front;
     http_listener listener;
 };
@@ -79,6 +82,7 @@ void index_server::start() {
     fresh->collects.recover();
     fresh->collects.start(apply_workers);
     fresh->removal.start();
+    fresh->watch.start();
     fresh->listener.start();
     port_ = fresh->listener.port();
     running_ = std::move(fresh);
@@ -92,6 +96,7 @@ void index_server::stop() {
     // Before the front is waited for: this is what answers the long polls.
     running_->collects.stop();
     running_->removal.stop();
+    running_->watch.stop();
     running_->listener.stop();
     running_.reset();
     HOSTKIT_LOG(1, "index server: stopped");

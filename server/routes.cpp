@@ -48,6 +48,15 @@ http_reply health_reply(bool is_well) {
     return {503, "the storage cannot be reached", "text/plain"};
 }
 
+http_reply storage_away() {
+    return error_reply(503, "the storage cannot be reached; try again later");
+}
+
+/// Whether a refusal may come of what another server has stored since.
+bool may_be_news(const http_head& head, const http_reply& refusal) {
+    return head.token && (refusal.status == 401 || refusal.status == 403 || refusal.status == 404);
+}
+
 http_plan answered(http_reply reply) {
     http_plan plan;
     plan.reply = std::move(reply);
@@ -86,12 +95,28 @@ routes::routes(const server_settings& settings, const admin_parts& parts, const 
       shares_(parts.shares),
       tokens_(parts.tokens),
       collects_(parts.collects),
+      watch_(parts.watch),
       metrics_(metrics),
       health_(parts.storage) {}
 
 http_plan routes::plan(const http_head& head) {
     http_plan plan = plan_known(head);
+    if (plan.reply && watch_.is_needed() && may_be_news(head, *plan.reply)) plan = plan_again_later(head);
     plan.route = route_name(head.path);
+    return plan;
+}
+
+http_plan routes::plan_again_later(const http_head& head) {
+    http_plan plan;
+    plan.later = [this, head](const std::function<void(http_plan::maker)>& go_on) {
+        watch_.after_next_reading([this, head, go_on](bool is_current) {
+            go_on([this, head, is_current] {
+                http_plan again = is_current ? plan_known(head) : answered(storage_away());
+                again.route = route_name(head.path);
+                return again;
+            });
+        });
+    };
     return plan;
 }
 
@@ -100,7 +125,7 @@ http_plan routes::plan_known(const http_head& head) {
     if (head.path == health_path && head.method == "GET") return plan_health();
     const std::optional<grant> asker = head.token ? tokens_.check(*head.token) : std::nullopt;
     if (!asker) return answered(error_reply(401, "a valid token is required"));
-    if (head.path == search_path && head.method == "POST") return plan_search(*asker);
+    if (head.path == search_path && head.method == "POST") return plan_search(head, *asker);
     if (begins_with(head.path, management_prefix)) {
         return plan_management(head, *asker, head.path.substr(management_prefix.size()));
     }
@@ -124,9 +149,15 @@ http_plan routes::plan_metrics(const grant& asker) {
     });
 }
 
-http_plan routes::plan_search(const grant& asker) {
-    http_plan plan = worked(settings_.max_search_bytes, lane::search,
-                            [this, asker](const std::string& body) { return search(asker, body); });
+/// A token's text is needed again only where its grant may turn out to be outdated.
+std::string routes::token_to_keep(const http_head& head) const {
+    return watch_.is_needed() ? head.token.value_or("") : std::string();
+}
+
+http_plan routes::plan_search(const http_head& head, const grant& asker) {
+    http_plan plan = worked(
+        settings_.max_search_bytes, lane::search,
+        [this, token = token_to_keep(head), asker](const std::string& body) { return search(token, asker, body); });
     if (storage_.is_embedded()) plan.is_short = is_short_search;
     return plan;
 }
@@ -134,15 +165,26 @@ http_plan routes::plan_search(const grant& asker) {
 http_plan routes::plan_management(const http_head& head, const grant& asker, const std::string& tag) {
     if (head.method != "POST" || !is_management_tag(tag)) return answered(error_reply(404, "no such endpoint"));
     return worked(settings_.max_management_bytes, lane::search,
-                  [this, asker, tag](const std::string& body) { return answer_management(tag, body, asker, shares_); });
+                  [this, token = token_to_keep(head), asker, tag](const std::string& body) {
+                      return manage(token, asker, tag, body);
+                  });
 }
 
-http_reply routes::search(const grant& asker, const std::string& body) {
+http_reply routes::manage(const std::string& token, const grant& asker, const std::string& tag,
+                          const std::string& body) {
+    http_reply reply = answer_management(tag, body, asker, shares_);
+    if (reply.status != 403 || !watch_.is_needed()) return reply;
+    watch_.catch_up();
+    return answer_management(tag, body, tokens_.check(token).value_or(grant()), shares_);
+}
+
+http_reply routes::search(const std::string& token, const grant& asker, const std::string& body) {
     const std::optional<search_request> request = read_search_text(body);
     if (!request) return error_reply(400, "the body is not a search request");
     const std::int64_t subclient = request->subclient_ids.empty() ? 0 : request->subclient_ids.front();
-    if (subclient != 0 && !asker.covers(subclient)) return error_reply(403, "the token does not grant this share");
-    const std::optional<share> target = shares_.by_subclient(subclient);
+    if (subclient != 0 && !watch_.grants(token, asker, subclient))
+        return error_reply(403, "the token does not grant this share");
+    const std::optional<share> target = subclient == 0 ? std::nullopt : watch_.share_of(subclient);
     http_reply reply;
     reply.content_type = "text/xml; charset=utf-8";
     reply.body = target ? storage_.search(*target, *request)

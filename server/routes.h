@@ -7,6 +7,7 @@
 #include "server/engine.h"
 #include "server/http_service.h"
 #include "server/index_server.h"
+#include "server/record_watch.h"
 #include "server/server_metrics.h"
 #include "server/share_registry.h"
 #include "server/storage_health.h"
@@ -28,9 +29,12 @@ private:
     http_plan plan_known(const http_head& head);
     http_plan plan_health();
     http_plan plan_metrics(const grant& asker);
-    http_plan plan_search(const grant& asker);
+    http_plan plan_search(const http_head& head, const grant& asker);
     http_plan plan_management(const http_head& head, const grant& asker, const std::string& tag);
-    http_reply search(const grant& asker, const std::string& body);
+    http_plan plan_again_later(const http_head& head);
+    std::string token_to_keep(const http_head& head) const;
+    http_reply search(const std::string& token, const grant& asker, const std::string& body);
+    http_reply manage(const std::string& token, const grant& asker, const std::string& tag, const std::string& body);
 
     const server_settings& settings_;
     const admin_parts parts_;
@@ -38,6 +42,7 @@ private:
     share_registry& shares_;
     const token_store& tokens_;
     transactions& collects_;
+    record_watch& watch_;
     const server_metrics& metrics_;
     storage_health health_;
 };

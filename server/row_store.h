@@ -60,7 +60,7 @@ public:
     virtual ~row_store() = default;
 
     /// Says which share is meant from now on, and keeps all other writers from it until the transaction ends. Returns
-    /// the highest arrival that was given out to it; none is given out twice.
+    /// the highest arrival that was given out to it; none is given out twice. Throws for a share that was removed.
     virtual std::int64_t begin(std::int64_t share) = 0;
     virtual void keep_arrival(std::int64_t last) = 0;
     /// The first of `count` numbers in a row that no row of the kind in this share has.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include <utf8proc.h>
 
@@ -41,21 +42,32 @@ void check_name(const std::string& name) {
 }  // namespace
 
 share_registry::share_registry(engine& storage, token_store& tokens) : storage_(storage), tokens_(tokens) {
-    for (share& known : storage.shares())
-        shares_[known.subclient_id] = known;
+    shares_ = stored_shares();
+}
+
+share_registry::shares share_registry::stored_shares() {
+    shares found;
+    for (share& stored : storage_.shares())
+        found[stored.subclient_id] = std::move(stored);
+    return found;
+}
+
+void share_registry::reload() {
+    if (storage_.is_embedded()) return;
+    const std::lock_guard change(changing_);
+    shares found = stored_shares();
+    const std::unique_lock lock(mutex_);
+    shares_.swap(found);
 }
 
 share_access share_registry::register_share(const std::string& name, const std::optional<std::string>& token) {
     check_name(name);
-    const std::optional<grant> known = token ? tokens_.check(*token) : std::nullopt;
-    if (token && (!known || known->is_admin)) {
-        throw std::invalid_argument("the token is none that a registration gave");
+    if (token) {
+        if (!tokens_.check(*token)) tokens_.reload();
+        const std::optional<grant> known = tokens_.check(*token);
+        if (!known || known->is_admin) throw std::invalid_argument("the token is none that a registration gave");
     }
-    const share made = storage_.register_share(name);
-    {
-        const std::unique_lock lock(mutex_);
-        shares_[made.subclient_id] = made;
-    }
+    const share made = stored_share(name);
     HOSTKIT_LOG(1, "index server: share [%s] registered as %lld, a token grants it", made.name.c_str(),
                 static_cast<long long>(made.subclient_id));
     share_access access{
@@ -69,7 +81,16 @@ share_access share_registry::register_share(const std::string& name, const std::
     return access;
 }
 
+share share_registry::stored_share(const std::string& name) {
+    const std::lock_guard change(changing_);
+    share made = storage_.register_share(name);
+    const std::unique_lock lock(mutex_);
+    shares_[made.subclient_id] = made;
+    return made;
+}
+
 void share_registry::forget(std::int64_t subclient_id) {
+    const std::lock_guard change(changing_);
     const std::unique_lock lock(mutex_);
     shares_.erase(subclient_id);
 }

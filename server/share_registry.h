@@ -1,4 +1,4 @@
-// The registered shares, held in memory so that no look-up waits for the storage.
+// The registered shares as one server remembers them, so that no look-up waits for the storage.
 #pragma once
 
 #include <cstdint>
@@ -26,9 +26,14 @@ public:
     /// unknown.
     share_access register_share(const std::string& name, const std::optional<std::string>& token = std::nullopt);
 
+    /// Reads again what other servers may have changed. On a failure of the storage, which is thrown, all that was
+    /// known stays known. Nothing to do for an embedded storage.
+    void reload();
+
     /// Lets go of a share that the storage has withdrawn.
     void forget(std::int64_t subclient_id);
 
+    // These never wait for the storage.
     std::optional<share> by_subclient(std::int64_t subclient_id) const;
     std::optional<share> by_client(std::int64_t client_id) const;
     std::optional<share> by_index_server(const std::string& index_server_name) const;
@@ -36,13 +41,18 @@ public:
     std::vector<share> all() const;
 
 private:
+    using shares = std::map<std::int64_t, share>;
+
+    shares stored_shares();
+    share stored_share(const std::string& name);
     template <class Test>
     std::optional<share> first(Test test) const;
 
     engine& storage_;
     token_store& tokens_;
+    std::mutex changing_;              // one change or reading at a time, storage included; taken before mutex_
     mutable std::shared_mutex mutex_;  // guards shares_; never held across the storage
-    std::map<std::int64_t, share> shares_;
+    shares shares_;
 };
 
 }  // namespace index_server

@@ -1,6 +1,8 @@
 // The share's row, and the numbers that its other rows get.
 #include "server/share_row_store.h"
 
+#include <stdexcept>
+
 #include "server/sql_records.h"
 
 namespace index_server {
@@ -25,7 +27,10 @@ share_row_store::share_row_store(sql_connection& connection)
 std::int64_t share_row_store::begin(std::int64_t share) {
     for (sql_statement* statement : {&lock_share_, &write_arrival_, &last_object_, &last_version_, &last_extent_})
         statement->bind(1, share);
-    return only_number(lock_share_);
+    const statement_run run(lock_share_);
+    // Another server may have removed it meanwhile; rows of it would be nobody's.
+    if (!lock_share_.step()) throw std::runtime_error("the share is not registered any more");
+    return lock_share_.integer(0);
 }
 
 void share_row_store::keep_arrival(std::int64_t last) {

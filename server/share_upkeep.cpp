@@ -39,6 +39,14 @@ extent_place read_place(const step_place& text) {
     return place;
 }
 
+/// Keeps other servers from removing rows of the same share until the transaction ends: what one has removed would look
+/// to the other as if nothing were left. False when all are removed.
+bool lock_withdrawn(sql_connection& connection, std::int64_t subclient_id) {
+    sql_statement lock(connection,
+                       "UPDATE withdrawn_share SET subclient_id = subclient_id WHERE subclient_id = ?1 RETURNING 1");
+    return run_and_count(lock.bind(1, subclient_id)) > 0;
+}
+
 std::uint64_t count(sql_connection& connection, const char* sql, std::int64_t share) {
     sql_statement statement(connection, sql);
     const statement_run run(statement);
@@ -120,6 +128,7 @@ std::vector<std::int64_t> read_withdrawn_shares(sql_connection& connection) {
 
 /// The rows of some objects, and then the objects. What was removed is not found again, so no place is kept.
 bool remove_share_rows(sql_connection& connection, std::int64_t subclient_id) {
+    if (!lock_withdrawn(connection, subclient_id)) return false;
 #define IIF_OBJECTS "(SELECT id FROM object WHERE share = ?1 ORDER BY guid LIMIT ?2)"
 #define IIF_VERSIONS "(SELECT id FROM version WHERE share = ?1 AND object IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
 #define IIF_EXTENTS "(SELECT id FROM extent WHERE share = ?1 AND file IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
@@ -145,7 +154,11 @@ bool remove_share_rows(sql_connection& connection, std::int64_t subclient_id) {
     }
     sql_statement remove(connection, objects.c_str());
     if (run_and_count(remove.bind(1, subclient_id).bind(2, objects_at_once)) > 0) return true;
-    sql_statement(connection, "DELETE FROM withdrawn_share WHERE subclient_id = ?1").bind(1, subclient_id).run();
+    // Also what servers that had not heard of the removal yet have stored since.
+    for (const char* sql :
+         {"DELETE FROM token WHERE subclient_id = ?1", "DELETE FROM collect_transaction WHERE subclient_id = ?1",
+          "DELETE FROM withdrawn_share WHERE subclient_id = ?1"})
+        sql_statement(connection, sql).bind(1, subclient_id).run();
     return false;
 }
 

@@ -106,10 +106,13 @@ public:
 
     share register_share(const std::string& name) override {
         return writing([&](writer& to) {
-            if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
-            share made = insert_share(*to.connection, name);
-            make_root(*to.rows, made);
-            return made;
+            for (;;) {
+                if (const std::optional<share> known = read_share_of_name(*to.connection, name)) return *known;
+                if (const std::optional<share> made = insert_share(*to.connection, name)) {
+                    make_root(*to.rows, *made);
+                    return *made;
+                }
+            }
         });
     }
 

@@ -105,7 +105,7 @@ std::optional<share> read_share_of_name(sql_connection& connection, const std::s
     return only_row(statement.bind(1, name), share_row);
 }
 
-share insert_share(sql_connection& connection, const std::string& name) {
+std::optional<share> insert_share(sql_connection& connection, const std::string& name) {
     constexpr std::int64_t max_id = std::numeric_limits<std::int32_t>::max();
     share made;
     made.name = name;
@@ -119,10 +119,11 @@ share insert_share(sql_connection& connection, const std::string& name) {
     made.index_server_name = "index-" + to_string(boost::uuids::random_generator()());
     sql_statement statement(connection,
                             "INSERT INTO share(name, subclient_id, client_id, folder_id, root_guid, "
-                            "index_server_name) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+                            "index_server_name) VALUES(?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT DO NOTHING RETURNING 1");
     statement.bind(1, made.name).bind(2, made.subclient_id).bind(3, made.client_id).bind(4, made.folder_id);
-    statement.bind(5, made.root_guid).bind(6, made.index_server_name).run();
-    return made;
+    statement.bind(5, made.root_guid).bind(6, made.index_server_name);
+    const statement_run run(statement);
+    return statement.step() ? std::optional(made) : std::nullopt;
 }
 
 void insert_token(sql_connection& connection, const token_grant& grant) {

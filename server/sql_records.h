@@ -33,8 +33,9 @@ std::vector<transaction_record> read_open_transactions(sql_connection& connectio
 std::string last_id_sql(const sql_connection& connection, const std::string& table);
 
 // Writers: locks: inside a write transaction.
-/// Gives the share ids that no other has, and stores it.
-share insert_share(sql_connection& connection, const std::string& name);
+/// Gives a share of that name ids that no other has, and stores it. Nothing when another server was faster: at the
+/// name, or by a rare chance at one of the ids.
+std::optional<share> insert_share(sql_connection& connection, const std::string& name);
 void insert_token(sql_connection& connection, const token_grant& grant);
 void delete_token(sql_connection& connection, const token_grant& grant);
 /// `server` took it. Also forgets the oldest finished records of the share, once there are many.

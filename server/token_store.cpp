@@ -35,23 +35,43 @@ too_many_tokens::too_many_tokens()
 
 token_store::token_store(engine& storage, const std::string& admin_token, const std::string& metrics_token)
     : storage_(storage) {
-    for (const token_grant& stored : storage.tokens()) {
-        grant& known = grants_[stored.hash];
+    if (!metrics_token.empty()) own_[hash_of(metrics_token)].reads_metrics = true;
+    own_[hash_of(admin_token)] = grant{true, true, {}};
+    grants_ = stored_grants();
+}
+
+token_store::grants token_store::stored_grants() {
+    grants found = own_;
+    for (const token_grant& stored : storage_.tokens()) {
+        grant& known = found[stored.hash];
         known.is_admin = known.is_admin || stored.subclient_id == 0;
         known.subclient_ids.push_back(stored.subclient_id);
     }
-    if (!metrics_token.empty()) grants_[hash_of(metrics_token)].reads_metrics = true;
-    grants_[hash_of(admin_token)] = grant{true, true, {}};
+    return found;
+}
+
+void token_store::reload() {
+    const std::lock_guard change(changing_);
+    read_if_shared();
+}
+
+void token_store::read_if_shared() {
+    if (storage_.is_embedded()) return;
+    grants found = stored_grants();
+    const std::unique_lock lock(mutex_);
+    grants_.swap(found);
 }
 
 std::string token_store::issue(std::int64_t subclient_id) {
     const std::lock_guard change(changing_);
+    read_if_shared();
     if (hashes_of(subclient_id).size() >= most_tokens_of_share) throw too_many_tokens();
     return add(subclient_id);
 }
 
 std::string token_store::replace(std::int64_t subclient_id) {
     const std::lock_guard change(changing_);
+    read_if_shared();
     const std::vector<std::string> former = hashes_of(subclient_id);
     std::string token = add(subclient_id);
     for (const std::string& hash : former)
@@ -67,6 +87,7 @@ void token_store::withdraw_all(std::int64_t subclient_id) {
 
 bool token_store::extend(const std::string& token, std::int64_t subclient_id) {
     const std::lock_guard change(changing_);
+    read_if_shared();
     const std::optional<grant> known = check(token);
     if (!known || known->is_admin) return false;
     if (known->covers(subclient_id)) return true;

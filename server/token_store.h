@@ -34,14 +34,19 @@ public:
     too_many_tokens();
 };
 
-/// The tokens of one server. Any thread. What changes them throws std::runtime_error when the storage fails, and has
-/// changed nothing then.
+/// The tokens as one server remembers them. Any thread. What changes them goes by what the storage has at that moment,
+/// throws std::runtime_error when the storage fails, and has changed nothing then.
 class token_store {
 public:
     /// Loads the stored tokens; `admin_token` counts beside them, and `metrics_token` unless it is empty.
     token_store(engine& storage, const std::string& admin_token, const std::string& metrics_token = {});
 
-    /// Makes a token for a share. It is durable on return and told this once. Throws too_many_tokens.
+    /// Reads again what other servers may have changed. On a failure of the storage, which is thrown, all that was
+    /// known stays known. Nothing to do for an embedded storage.
+    void reload();
+
+    /// Makes a token for a share. It is durable on return and told this once. Throws too_many_tokens. Of several
+    /// servers that do this at the same moment each may make one more.
     std::string issue(std::int64_t subclient_id);
 
     /// Lets a token that `issue` made grant another share too, durably. False when there is no such token.
@@ -53,18 +58,24 @@ public:
     /// Takes the share away from all tokens. What they grant besides stays theirs.
     void withdraw_all(std::int64_t subclient_id);
 
-    /// What the token grants, or nothing when it is unknown.
+    /// What the token grants, or nothing when it is not remembered. Never waits for the storage.
     std::optional<grant> check(const std::string& token) const;
 
 private:
-    std::vector<std::string> hashes_of(std::int64_t subclient_id) const;
+    using grants = std::map<std::string, grant>;  // by the token's hash
+
+    // The next three: locks: changing_ held.
+    void read_if_shared();
     std::string add(std::int64_t subclient_id);
     void withdraw(const std::string& hash, std::int64_t subclient_id);
+    std::vector<std::string> hashes_of(std::int64_t subclient_id) const;
+    grants stored_grants();
 
     engine& storage_;
-    std::mutex changing_;                  // one change at a time, storage included; taken before mutex_
-    mutable std::shared_mutex mutex_;      // guards grants_; never held across the storage
-    std::map<std::string, grant> grants_;  // by the token's hash
+    grants own_;                       // those that are not in the storage; fixed
+    std::mutex changing_;              // one change or reading at a time, storage included; taken before mutex_
+    mutable std::shared_mutex mutex_;  // guards grants_; never held across the storage
+    grants grants_;
 };
 
 }  // namespace index_server

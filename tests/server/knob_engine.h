@@ -22,7 +22,10 @@ struct engine_knobs {
     std::vector<std::string> applied;                                      // contents, in the order of application
     std::size_t applying = 0;                                              // applications under way
     bool hold_back = false;                                                // applications wait until this is false
-    bool is_away = false;                                                  // looking up a share fails
+    bool is_away = false;                                                  // looking up a share or tokens fails
+    bool is_shared = false;                                                // like a storage of several servers
+    std::size_t readings = 0;                                              // of all tokens, begun
+    bool hold_readings = false;                                            // they wait until this is false
     App::ProcessingStatus refused_status = App::ProcessingStatus_UNKNOWN;  // storing this one fails
 
     void hold_applications(bool hold = true) {
@@ -33,6 +36,15 @@ struct engine_knobs {
     void go_away(bool away) {
         const std::lock_guard lock(mutex);
         is_away = away;
+    }
+    void hold_all_readings(bool hold) {
+        const std::lock_guard lock(mutex);
+        hold_readings = hold;
+        changed.notify_all();
+    }
+    void wait_until_read(std::size_t count) {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return readings >= count; });
     }
     void let_go() { hold_applications(false); }
     void refuse(App::ProcessingStatus status) {
@@ -58,7 +70,14 @@ public:
     }
     void add_token(const token_grant& grant) override { real_->add_token(grant); }
     void remove_token(const token_grant& grant) override { real_->remove_token(grant); }
-    std::vector<token_grant> tokens() override { return real_->tokens(); }
+    std::vector<token_grant> tokens() override {
+        std::unique_lock lock(knobs_.mutex);
+        ++knobs_.readings;
+        knobs_.changed.notify_all();
+        knobs_.changed.wait(lock, [this] { return !knobs_.hold_readings; });
+        if (knobs_.is_away) throw storage_unavailable("no connection to the database");
+        return real_->tokens();
+    }
     std::optional<transaction_record> transaction(const std::string& id) override { return real_->transaction(id); }
     std::optional<transaction_record> last_transaction(std::int64_t id) override { return real_->last_transaction(id); }
     std::vector<transaction_record> open_transactions() override { return real_->open_transactions(); }
@@ -86,6 +105,7 @@ public:
         return "<ZYSearchResp><resultSet><resultItems name=\"" + target.name + "\"/></resultSet></ZYSearchResp>";
     }
 
+    bool is_embedded() const override { return real_->is_embedded() && !knobs_.is_shared; }
     administration& admin() override { return real_->admin(); }
 
 private:
