@@ -58,11 +58,13 @@ std::uint64_t check_share(const admin_client& server, const json::object& share,
         for (const json::value& entry : step.at("findings").as_array()) {
             json::object finding = entry.as_object();
             finding["share"] = text_of(share, "name");
+            const std::string object = text_of(finding, "object");
             if (as_json)
                 print_object(finding);
             else
-                std::printf("%s: %s: %s: %s\n", name.c_str(), text_of(finding, "kind").c_str(),
-                            printable(text_of(finding, "object")).c_str(), printable(text_of(finding, "text")).c_str());
+                std::printf("%s: %s: %s%s\n", name.c_str(), text_of(finding, "kind").c_str(),
+                            object.empty() ? "" : (printable(object) + ": ").c_str(),
+                            printable(text_of(finding, "text")).c_str());
         }
         if (count_of(step, "untold") > 0)
             std::fprintf(stderr, "iif: %s: %s\n", name.c_str(),

@@ -46,8 +46,8 @@ struct backup_mark_step {
 
 /// Something that no feed can bring about.
 struct finding {
-    std::string kind;    ///< root, orphan, cycle, newest, state, place or name
-    std::string object;  ///< GUID of the object
+    std::string kind;    ///< root, orphan, cycle, newest, state, place, name or stray
+    std::string object;  ///< GUID of the object; empty where none is known
     std::string text;    ///< a sentence
 };
 
@@ -79,6 +79,7 @@ public:
     virtual backup_mark_step mark_backed_up(const share& of, std::int64_t backup_id,
                                             std::optional<std::int64_t> up_to_s, const step_place& from) = 0;
 
+    /// Throws std::invalid_argument for a place that no step told.
     virtual check_step check(const share& of, const step_place& from) = 0;
 
     /// Forgets the share with its tokens and transactions; its name is free on return. Its rows stay until

@@ -1,9 +1,11 @@
 // The steps of a check.
 #include "server/integrity_check.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "server/name_folding.h"
+#include "server/stray_rows.h"
 
 namespace index_server {
 
@@ -11,6 +13,10 @@ namespace {
 
 constexpr std::int64_t page_objects = 1000;
 constexpr std::size_t most_findings = 2000;
+
+// A walk goes along the objects first and along rows that no object leads to then; a place begins with what it is in.
+constexpr char among_objects = 'o';
+constexpr char among_rows = 'r';
 
 constexpr const char* versions_sql =
     "SELECT o.id, o.guid, o.newest, v.id, v.version_guid, v.parent, p.id, v.name, v.name_key, v.state, v.dtime "
@@ -30,6 +36,11 @@ constexpr const char* places_sql =
     " AND v.share = ?1 AND v.object = o.id AND +v.state = 0 "
     "AND w.share = ?1 AND w.parent = v.parent AND w.name_key = v.name_key AND w.name = v.name AND +w.state = 0 "
     "AND +w.object < o.id AND other.share = ?1 AND other.id = w.object ORDER BY o.guid";
+
+constexpr const char* unversioned_sql =
+    "SELECT o.guid FROM object o WHERE " IIF_OF_PAGE
+    " AND o.newest IS NOT NULL AND NOT EXISTS(SELECT 1 FROM version v WHERE v.share = ?1 AND v.object = o.id) "
+    "ORDER BY o.guid";
 
 enum column : int { id, guid, newest, version, version_guid, parent, known_parent, name, key, state, dtime };
 
@@ -65,6 +76,7 @@ private:
 
 integrity_check::integrity_check(sql_connection& c, const share& of)
     : root_guid_(of.root_guid),
+      connection_(c),
       page_(c, of.subclient_id, page_objects),
       find_object_(c, "SELECT id FROM object WHERE share = ?1 AND guid = ?2"),
       has_object_(c, "SELECT 1 FROM object WHERE share = ?1 AND id = ?2"),
@@ -75,7 +87,8 @@ integrity_check::integrity_check(sql_connection& c, const share& of)
               "SELECT parent FROM version WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1"),
       versions_(c, versions_sql),
       extents_(c, extents_sql),
-      places_(c, places_sql) {
+      places_(c, places_sql),
+      unversioned_(c, unversioned_sql) {
     const auto find = [&](std::string_view wanted) {
         const statement_run run(find_object_);
         return find_object_.bind(1, page_.share()).bind(2, wanted).step() ? find_object_.integer(0) : 0;
@@ -85,14 +98,35 @@ integrity_check::integrity_check(sql_connection& c, const share& of)
 }
 
 check_step integrity_check::step(const step_place& from) {
+    const char part = from.empty() ? among_objects : from.front();
+    const step_place place = from.empty() ? from : from.substr(1);
+    if (part != among_objects && part != among_rows) throw std::invalid_argument("the place is none that a step told");
     if (from.empty()) check_root();
-    if (page_.begin_after(from)) {
+    if (part == among_rows) {
+        check_strays(place);
+    } else if (page_.begin_after(place)) {
         check_versions();
+        check_unversioned();
         check_extents();
         check_places();
-        done_.next = page_.last();
+        done_.next = among_objects + page_.last();
+    } else {
+        check_strays({});
     }
     return std::move(done_);
+}
+
+void integrity_check::check_strays(const step_place& from) {
+    stray_rows rows(connection_, page_.share());
+    const auto next = rows.step(from, [this](std::string text) { add("stray", "", std::move(text)); });
+    if (next) done_.next = among_rows + *next;
+}
+
+void integrity_check::check_unversioned() {
+    const statement_run run(unversioned_);
+    page_.bind(unversioned_);
+    while (unversioned_.step())
+        add("newest", unversioned_.text(0), "the object names a newest version and has none");
 }
 
 void integrity_check::add(const char* kind, std::string_view object, std::string text) {

@@ -8,6 +8,9 @@
 //       as living or ended as its deletion time says, and the object names it. So with the versions of an extent.
 //   I5  No two objects live under one name in one directory.
 //   I6  The key that a name is found by is the front of the folded name.
+//   I7  Every version, extent and property belongs to a row that is there. An object's row may stand alone: a child or
+//   an
+//       extent may come before it; but then it names no newest version.
 #pragma once
 
 #include <cstdint>
@@ -27,6 +30,7 @@ class integrity_check {
 public:
     integrity_check(sql_connection& connection, const share& of);
 
+    /// Throws std::invalid_argument for a place that no step told.
     check_step step(const step_place& from);
 
 private:
@@ -39,6 +43,8 @@ private:
     void check_version(bool is_first);
     void check_extents();
     void check_places();
+    void check_unversioned();
+    void check_strays(const step_place& from);
     chain chain_of(std::int64_t object);
     bool is_object(std::int64_t object);
 
@@ -48,6 +54,7 @@ private:
     check_step done_;
     std::unordered_map<std::int64_t, chain> chains_;
 
+    sql_connection& connection_;
     page_of_objects page_;
     sql_statement find_object_;
     sql_statement has_object_;
@@ -56,6 +63,7 @@ private:
     sql_statement versions_;
     sql_statement extents_;
     sql_statement places_;
+    sql_statement unversioned_;
 };
 
 }  // namespace index_server

@@ -16,7 +16,8 @@ protected:
     /// Feeds the share with a file in two directories, with extents.
     void fill() {
         apply({add("d", "", "dir", 4), add("e", "d", "sub", 4), add("f", "e", "file", 1), add("g", "e", "other", 1)});
-        apply({"<UPD>|<VGID>f2|<BAP>f|<VTIM>90000000000|<LFN>file", extent(1, "x1"), extent(1, "x2"), extent(2, "y")});
+        apply({"<UPD>|<VGID>f2|<BAP>f|<VTIM>90000000000|<CPRP>custom_a:1|<LFN>file", extent(1, "x1"), extent(1, "x2"),
+               extent(2, "y") + "|<CPRP>custom_b:1"});
     }
 
     std::string add(const std::string& object, const std::string& parent, const std::string& name, int type) {
@@ -84,6 +85,12 @@ TEST_F(engine_admin, each_planted_fault_is_found) {
         {"UPDATE version SET parent = [] WHERE object = [g]", "root:g"},
         {"UPDATE version SET parent = NULL WHERE object = [/]", "root:/"},
         {"UPDATE version SET dtime = 5, state = 1 WHERE object = [/]", "root:/"},
+        {"DELETE FROM version WHERE object = [g]", "newest:g"},
+        {"UPDATE version SET object = 99999 WHERE object = [g]", "newest:g stray:"},
+        {"UPDATE extent SET file = 99999 WHERE number = 1", "stray:"},
+        {"UPDATE version_property SET version = 99999 WHERE version > 0", "stray:"},
+        {"UPDATE extent_property SET extent = 99999 WHERE extent > 0", "stray:"},
+        {"DELETE FROM object WHERE guid = 'f'", "stray: stray:"},
         {"UPDATE extent SET state = 0 WHERE version_guid = 'x1'", "newest:f"},
         {"UPDATE extent SET dtime = 77 WHERE version_guid = 'y'", "state:f"},
     };
@@ -95,6 +102,18 @@ TEST_F(engine_admin, each_planted_fault_is_found) {
         spoil(one.sql);
         EXPECT_EQ(check(), one.findings);
     }
+}
+
+TEST_F(engine_admin, rows_that_belong_to_nothing_are_found_behind_more_than_one_step_looks_at) {
+    std::vector<std::string> lines;
+    for (int i = 0; i < 21000; ++i)
+        lines.push_back(extent(i, "x"));
+    ASSERT_TRUE(apply(docs, lines).applied);
+    EXPECT_EQ(check(), "");
+    spoil("UPDATE version_property SET version = 99999 WHERE version > 0");
+    EXPECT_EQ(check(), "stray:");
+    EXPECT_THROW(store->admin().check(docs, "no place"), std::invalid_argument);
+    EXPECT_THROW(store->admin().check(docs, "r9:1"), std::invalid_argument);
 }
 
 TEST_F(engine_admin, extents_get_their_backup_id_once) {
