@@ -14,6 +14,9 @@ using field_key = std::pair<short, short>;
 
 const std::string empty_string;
 
+/// Room for what most messages hold, made at once: a page of results has thousands of them.
+constexpr std::size_t usual_fields = 8;
+
 [[noreturn]] void fail(const char* what, short field, short tag) {
     throw std::logic_error(std::string(what) + " in message field (" + std::to_string(field) + "," +
                            std::to_string(tag) + ")");
@@ -81,6 +84,7 @@ const stored_field* CNMessageBase::Impl::find_field(short field, short tag) cons
 }
 
 stored_field& CNMessageBase::Impl::insert_field(short field, short tag, stored_value value) {
+    if (fields.empty()) fields.reserve(usual_fields);
     const auto at = std::ranges::lower_bound(fields, field_key{field, tag}, {}, &stored_field::key);
     return *fields.insert(at, stored_field{field, tag, std::move(value)});
 }
@@ -142,6 +146,7 @@ CNMessageBase::Impl& CNMessageBase::storage() {
 
 void CNMessageBase::setint64(short field, short, long long value) {
     auto& integers = storage().integers;
+    if (integers.empty()) integers.reserve(usual_fields);
     const auto at = std::ranges::lower_bound(integers, field, {}, &stored_integer::field);
     if (at != integers.end() && at->field == field)
         at->value = value;
