@@ -67,6 +67,7 @@ check_soak() {
     IIF_PROPERTY_SEEDS=1000 "${histories[@]}"
     IIF_TEST_ENGINE=postgresql IIF_PROPERTY_SEEDS=100 "${histories[@]}"
     IIF_KILL_ROUNDS=50 python3 tests/e2e/server_kill_test.py build/release/iif/iif
+    IIF_KILL_ROUNDS=50 build/release/tests/e2e/with_postgresql python3 tests/e2e/server_kill_test.py build/release/iif/iif
     IIF_KILL_ROUNDS=50 python3 tests/e2e/crash_test.py build/release/iif/iif
     python3 tests/e2e/million_objects.py build/release/iif/iif
 }

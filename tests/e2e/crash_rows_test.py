@@ -6,11 +6,11 @@ import fcntl
 import json
 import os
 import resource
-import sqlite3
 import termios
 import threading
 
 from control_test import Host, record
+from database import open_database
 from servers_test import Front
 from support import REFUSED, main, wait_for
 
@@ -101,14 +101,12 @@ class Crash:
         found = sorted((item["object_guid"], item["path"], item["size"]) for item in listed)
         assert found == sorted((guid, path, size) for guid, (path, size) in self.sizes.items() if guid != "d"), found
         with contextlib.closing(self.database()) as database:
-            rows = database.execute("SELECT guid, version_guid FROM version JOIN object ON object.id = version.object")
-            rows = [row for row in rows if row[0] not in ("", self.root)]
+            rows = [row for row in database.versions() if row[0] not in ("", self.root)]
         assert len(rows) == len(set(rows)) and set(rows) == self.versions, set(rows) ^ self.versions
         assert self.scratch.journal_lines(self.host.where("s")) == 0
 
     def database(self):
-        path = os.path.join(self.host.server.data, "index.db")
-        return sqlite3.connect(path, isolation_level=None, check_same_thread=False)
+        return open_database(self.scratch, self.host.server)
 
     def collect_file(self):
         with open(os.path.join(self.host.where("s"), "share.json")) as file:
@@ -181,7 +179,7 @@ def between_the_submission_and_the_outcome(scratch):
 def with_the_transaction_still_open(scratch):
     crash = Crash(scratch)
     database = crash.database()
-    database.execute("BEGIN IMMEDIATE")  # the server cannot work on what it is given
+    database.hold()  # the server cannot work on what it is given
     crash.begin_flush()
     spool = os.path.join(crash.host.server.data, "spool")
     wait_for(lambda: os.listdir(spool), "the file in the server's spool")
@@ -189,7 +187,7 @@ def with_the_transaction_still_open(scratch):
 
     def free_the_server():
         wait_for(lambda: 409 in crash.submits(), "a refused submission")
-        database.execute("ROLLBACK")
+        database.let_go()
     freeing = threading.Thread(target=free_the_server)
     freeing.start()
     crash.restart()

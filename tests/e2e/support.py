@@ -49,13 +49,14 @@ class Scratch:
         self.tree = self.make("tree")
         self.state = os.path.join(self.path, "state")
         self.processes = []
+        self.database = f"{DATABASE}{next(NUMBERS)}" if DATABASE else None
         self.config = self.write_config() if DATABASE else None
 
     def write_config(self):
         """The settings under which the programs find the database."""
         path = os.path.join(self.path, "settings.ini")
         with open(path, "w") as settings:
-            settings.write(f"[server]\nengine = postgresql\npostgresql = {DATABASE}{next(NUMBERS)}\n")
+            settings.write(f"[server]\nengine = postgresql\npostgresql = {self.database}\n")
         return path
 
     def make(self, name):
