@@ -107,8 +107,9 @@ public:
     sqlite_connection(const std::string& path, sql_access what) : handle_(open_handle(path, what)) {
         sqlite3_busy_timeout(handle_.get(), busy_wait_ms);
         // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
-        execute("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
-        if (what == sql_access::write) execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
+        sqlite_connection::execute("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
+        if (what == sql_access::write)
+            sqlite_connection::execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
         begin_reading_.emplace(handle_.get(), "BEGIN");
         // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
         begin_writing_.emplace(handle_.get(), "BEGIN IMMEDIATE");
