@@ -37,7 +37,7 @@ transactions::~transactions() {
 void transactions::recover() {
     for (const transaction_record& record : storage_.open_transactions()) {
         HOSTKIT_LOG(1, "index server: settling transaction [%s] of a former run", record.id.c_str());
-        if (!settle(record)) throw std::runtime_error("cannot store the outcome of transaction " + record.id);
+        settle(record);
     }
     empty_spool(spool_);
 }
@@ -218,12 +218,10 @@ void transactions::work() {
         bool is_put_off = false;
         try {
             settle(record);
-        } catch (const storage_unavailable& away) {
-            HOSTKIT_LOG(-1, "index server: transaction [%s] waits for the storage: %s", record.id.c_str(), away.what());
-            is_put_off = true;
         } catch (const std::exception& failure) {
-            // Left as it is: open until the next start, which settles it.
-            HOSTKIT_LOG(-1, "index server: transaction [%s] has no outcome: %s", record.id.c_str(), failure.what());
+            HOSTKIT_LOG(-1, "index server: transaction [%s] waits for the storage: %s", record.id.c_str(),
+                        failure.what());
+            is_put_off = true;
         }
         std::unique_lock lock(mutex_);
         --applying_;
@@ -233,37 +231,26 @@ void transactions::work() {
     }
 }
 
-/// Applies the file and makes the outcome known. False when the outcome could not be stored: the file then stays, and
-/// the next start applies it again. Throws storage_unavailable when there is no outcome yet; to apply the file another
-/// time does no harm.
-bool transactions::settle(const transaction_record& record) {
+/// Applies the file and makes the outcome known. Throws when there is no outcome, or it cannot be stored: the file then
+/// stays, and to apply it another time does no harm as long as the share takes no later one.
+void transactions::settle(const transaction_record& record) {
     transaction_record ended = record;
     const auto began = std::chrono::steady_clock::now();
     const apply_outcome outcome = apply(record);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-    metrics_.count_collect_file(outcome.applied ? "applied" : "failed", outcome.applied ? outcome.lines : 0,
-                                took.count());
     ended.status = outcome.applied ? App::ProcessingStatus_COMPLETED : App::ProcessingStatus_FAILED;
     ended.lines = outcome.lines;
+    if (!outcome.applied) ended.error = outcome.error;
+    put_outcome(ended);
+    metrics_.count_collect_file(outcome.applied ? "applied" : "failed", outcome.applied ? outcome.lines : 0,
+                                took.count());
     if (outcome.applied) {
         HOSTKIT_LOG(2, "index server: transaction [%s] is completed, %llu lines", record.id.c_str(),
                     static_cast<unsigned long long>(outcome.lines));
     } else {
-        ended.error = outcome.error;
         HOSTKIT_LOG(-1, "index server: transaction [%s] failed: %s", record.id.c_str(), ended.error.c_str());
     }
-    bool is_stored = true;
-    try {
-        put_outcome(ended);
-    } catch (const storage_unavailable&) {
-        throw;
-    } catch (const std::exception& failure) {
-        HOSTKIT_LOG(-1, "index server: cannot store the outcome of transaction [%s]: %s", record.id.c_str(),
-                    failure.what());
-        is_stored = false;
-    }
     end(ended);
-    return is_stored;
 }
 
 apply_outcome transactions::apply(const transaction_record& record) {
@@ -293,12 +280,13 @@ void transactions::put_outcome(const transaction_record& record) {
     ::unlink(spool_path(spool_, record.id).c_str());
 }
 
-/// Queues a transaction again that was taken out of the queue. locks: mutex_ held.
+/// Queues a transaction again that was taken out of the queue, behind those of other shares: they must not starve when
+/// its turn fails again and again. locks: mutex_ held.
 void transactions::put_back(const transaction_record& record) {
     entry* const known = latest(record.id);
     known->at = stage::queued;
     known->record.status = App::ProcessingStatus_QUEUED;
-    queue_.push_front(record.id);
+    queue_.push_back(record.id);
 }
 
 void transactions::end(const transaction_record& record) {

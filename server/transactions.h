@@ -6,7 +6,8 @@
 //   T1  At most one transaction of a share is not ended.
 //   T2  What was answered as queued survives: its file and its record are synced before the answer.
 //   T3  An outcome is stored before anybody hears of it, and the spooled file goes only after that. When storing it
-//       fails the file stays, and the next start applies it again, which changes nothing.
+//       fails the transaction stays open and the file is applied again, now or by the next start, which changes
+//       nothing: the share takes no later file before, whose effect the earlier one could undo.
 //   T4  After a crash every open record is settled before the server listens: applied when its file is there whole,
 //       failed otherwise.
 #pragma once
@@ -108,7 +109,7 @@ private:
     };
 
     void work();
-    bool settle(const transaction_record& record);
+    void settle(const transaction_record& record);
     apply_outcome apply(const transaction_record& record);
     void put_outcome(const transaction_record& record);
     void put_back(const transaction_record& record);

@@ -129,10 +129,11 @@ TEST_F(transactions_test, nothing_is_promised_that_could_not_be_stored) {
     store_.refuse(App::ProcessingStatus_QUEUED);
     EXPECT_EQ(submit(docs_, "one").status, 500);
     EXPECT_TRUE(spooled().empty());
-    // An outcome that cannot be stored is told all the same, and the file stays to be applied again.
+    // Nor is an outcome, and no later file gets past the one that would be applied again.
     store_.refuse(App::ProcessingStatus_COMPLETED);
     const std::string id = submit_id(docs_, "two");
-    EXPECT_EQ(wait(docs_, id).number("status"), completed);
+    EXPECT_NE(wait(docs_, id, 300).number("status"), completed);
+    EXPECT_EQ(submit(docs_, "three").text("id"), id);
     EXPECT_EQ(spooled(), std::vector<std::string>{id + ".zyf"});
     server_.reset();
     EXPECT_THROW(start(), std::runtime_error);
