@@ -175,9 +175,11 @@ private:
         record_.route = plan.route;
         const std::uint64_t length = parser_->content_length().value_or(0);
         const bool expects = beast::iequals(parser_->get()[http::field::expect], "100-continue");
-        if (parser_->chunked() && !plan.reply) plan.reply = error_reply(411, "Content-Length is required");
+        // Whatever the coding: its body, taken for none, would be read as the next request.
+        const bool is_coded = parser_->get().count(http::field::transfer_encoding) != 0;
+        if (is_coded && !plan.reply) plan.reply = error_reply(411, "Content-Length is required");
         if (!plan.reply && length > plan.most_body_bytes) plan.reply = error_reply(413, "the body is too long");
-        if (plan.reply && (parser_->chunked() || expects || length > skipped_body_bytes)) {
+        if (plan.reply && (is_coded || expects || length > skipped_body_bytes)) {
             return refuse(std::move(*plan.reply));
         }
         early_ = std::move(plan.reply);

@@ -10,6 +10,7 @@ TEST_F(limits_test, garbage_and_excess_are_answered_and_cut_off) {
     const std::string post_search = head("POST /ZYWebService.svc/doWebSearch", docs_, "Content-Length: 2000000\r\n");
     const std::string without_length = head("POST " + collect_path(docs_), docs_, "");
     const std::string chunked = head("POST " + collect_path(docs_), docs_, "Transfer-Encoding: chunked\r\n");
+    const std::string coded = head("GET /healthz", docs_, "Transfer-Encoding: chunked, identity\r\n");
     std::string many_fields, deep;
     for (int i = 0; i < 101; ++i)
         many_fields += "X" + std::to_string(i) + ": y\r\n";
@@ -25,6 +26,7 @@ TEST_F(limits_test, garbage_and_excess_are_answered_and_cut_off) {
         {post_search + std::string(150000, 'x'), "HTTP/1.1 413 "},
         {head("POST /ZYWebService.svc/doWebSearch", docs_, "Content-Length: 300000\r\n") + deep, "HTTP/1.1 400 "},
         {chunked + "5\r\nhello\r\n0\r\n\r\n", "HTTP/1.1 411 "},
+        {coded + head("GET /healthz", docs_, ""), "HTTP/1.1 411 "},
         {head("POST " + collect_path(docs_), docs_, "Content-Length: 99999999999999999999\r\n"), "HTTP/1.1 400 "},
         {without_length, "HTTP/1.1 411 "},
         {head("POST " + collect_path(docs_), docs_, "Content-Length: 200000\r\n") + std::string(100000, 'x'), ""},
