@@ -46,14 +46,18 @@ std::size_t count_of(std::string_view text, char wanted, char unless) {
 }
 
 /// True for what follows the ampersand of a reference to a character, which the parser resolves. It leaves any other as
-/// it stands, which would be a guess at what was meant.
+/// it stands, which would be a guess at what was meant; and a number that is none of a character it would wrap around,
+/// or take for the end of the text.
 bool is_reference(std::string_view text) {
     for (const std::string_view name : {"amp;", "lt;", "gt;", "quot;", "apos;"})
         if (text.starts_with(name)) return true;
     if (!text.starts_with('#')) return false;
-    const std::size_t first = text.starts_with("#x") ? 2 : 1;
-    const std::size_t last = text.find_first_not_of(first == 2 ? "0123456789abcdefABCDEF" : "0123456789", first);
-    return last != first && last != std::string_view::npos && text[last] == ';';
+    const bool is_hex = text.starts_with("#x");
+    unsigned code = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data() + (is_hex ? 2 : 1), end, code, is_hex ? 16 : 10);
+    const bool is_surrogate = code >= 0xd800 && code <= 0xdfff;
+    return error == std::errc() && rest != end && *rest == ';' && code != 0 && code <= 0x10ffff && !is_surrogate;
 }
 
 /// What can be told before the text is parsed.

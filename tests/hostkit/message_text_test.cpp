@@ -107,6 +107,8 @@ TEST(message_text, what_is_no_message_is_refused) {
         "<ZYSearchResp><errors errorMessage=\"&nbsp;\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"a & b\"/></ZYSearchResp>",
         "<ZYSearchResp><errors errorMessage=\"&#x;\"/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorMessage=\"a&#0;b\"/></ZYSearchResp>",
+        "<ZYSearchResp><errors errorMessage=\"&#4294967361;\"/></ZYSearchResp>",
         "<ZYSearchResp>x</ZYSearchResp>",
         "<ZYSearchResp><!-- --></ZYSearchResp>",
         "<ZYSearchResp><?x?></ZYSearchResp>",
