@@ -91,7 +91,8 @@ void revive(version_row& version) {
 }
 
 void apply_change(object_history& object, const collect_line& line, const line_place& place, std::int64_t arrival) {
-    const std::int64_t dtime = line.dtime.value_or(0);
+    const std::optional<std::int64_t> end = object.is_root ? std::nullopt : line.dtime;
+    const std::int64_t dtime = end.value_or(0);
     version_row* known = named_version(object, line);
     if (known == nullptr) {
         const bool ended = line.op == collect_op::add ? dtime > 0 : dtime != 0;
@@ -102,7 +103,7 @@ void apply_change(object_history& object, const collect_line& line, const line_p
     object.versions.arrive(*known, arrival);
     if (line.op == collect_op::add && dtime <= 0) {
         revive(*known);
-    } else if (line.dtime) {
+    } else if (end) {
         set_end(*known, dtime);
     }
 }

@@ -30,7 +30,7 @@ TEST_F(engine_apply, a_share_has_its_root_from_its_registration_on) {
     // An update of the root is taken; nothing moves or deletes it, or the share could never be opened again.
     apply({"<UPD>|<VGID>r2|<BAP>" + docs.root_guid + "|<MTIME>77|<EPG>elsewhere|<LFN>5",
            line("ADD", "o", "v", at(5), "a")});
-    apply({"<DEL>|<VGID>r2|<BAP>" + docs.root_guid});
+    apply({"<DEL>|<VGID>r2|<BAP>" + docs.root_guid, "<UPD>|<VGID>r2|<DTIM>5|<BAP>" + docs.root_guid});
     const found_item root = first("/");
     EXPECT_EQ(root.version, "r2");
     EXPECT_EQ(root.mtime, 77);
