@@ -67,11 +67,12 @@ std::optional<walk> walk_memory::resume(const std::string& listing, std::int64_t
 
 void walk_memory::keep(const std::string& listing, const walk& left, std::int64_t next_offset, std::int64_t offset,
                        const walk_place& from) {
-    if (left.bytes() > most_.bytes) return;
+    record made{listing, left, next_offset, offset, from, std::chrono::steady_clock::now()};
+    if (made.bytes() > most_.bytes) return;
     const std::lock_guard lock(mutex_);
-    records_.push_front({listing, left, next_offset, offset, from, std::chrono::steady_clock::now()});
+    records_.push_front(std::move(made));
     by_listing_.emplace(listing, records_.begin());
-    bytes_ += records_.front().left.bytes();
+    bytes_ += records_.front().bytes();
     drop_beyond_bounds();
 }
 
@@ -86,7 +87,7 @@ void walk_memory::drop(records::iterator which) {
     while (at != end && at->second != which)
         ++at;
     if (at != end) by_listing_.erase(at);
-    bytes_ -= which->left.bytes();
+    bytes_ -= which->bytes();
     records_.erase(which);
 }
 

@@ -74,7 +74,7 @@ class walk_memory {
 public:
     struct bounds {
         std::size_t walks = 4096;
-        std::size_t bytes = std::size_t{128} << 20;  ///< of all that walks keep
+        std::size_t bytes = std::size_t{128} << 20;  ///< of all that walks and their listings' names keep
         std::chrono::milliseconds idle{120000};
     };
 
@@ -101,6 +101,9 @@ private:
         std::int64_t offset = 0;  ///< of the latest page
         walk_place from;          ///< where that one began
         std::chrono::steady_clock::time_point when;
+
+        /// With the name of the listing here and in the index: a path can be as long as a request.
+        std::size_t bytes() const { return left.bytes() + 2 * listing.size(); }
     };
     using records = std::list<record>;
 

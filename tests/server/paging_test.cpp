@@ -171,7 +171,10 @@ TEST(walk_memory_test, is_bounded_and_expires) {
     memory.keep("x", {.listing = listing_of(6)}, 10, 0, {});
     memory.keep("y", {.listing = listing_of(5)}, 10, 0, {});
     EXPECT_FALSE(memory.resume("x", 10));
-    EXPECT_TRUE(memory.resume("y", 10));
+    const std::string long_name(4 * entry, 'n');
+    memory.keep(long_name, {}, 10, 0, {});
+    EXPECT_FALSE(memory.resume("y", 10)) << "a name takes room, too";
+    EXPECT_TRUE(memory.resume(long_name, 10));
 
     walk_memory hasty({.idle = std::chrono::milliseconds(-1)});
     hasty.keep("a", {}, 10, 0, {});
