@@ -49,7 +49,7 @@ std::vector<search_hit> guid_search::versions_of(const share& target, const sear
     sort_candidates(query, candidates);
     std::vector<search_hit> hits;
     const auto total = static_cast<std::int64_t>(candidates.size());
-    for (std::int64_t i = query.page_start; i < std::min(total, query.page_start + query.page_size); ++i) {
+    for (std::int64_t i = query.page_start; i < total && i - query.page_start < query.page_size; ++i) {
         const candidate& chosen = candidates[static_cast<std::size_t>(i)];
         const std::int64_t parent = versions[chosen.directory].parent;
         hits.push_back({chosen.version, chosen.end_s, parent == 0 ? std::nullopt : ancestry_.of(parent).path});
