@@ -87,10 +87,11 @@ struct http_listener::impl {
         : settings(the_settings),
           metrics(the_metrics),
           identity(the_identity),
-          search_pool(std::max(processors(), service.searches_at_once())),
-          context{the_settings, service, the_metrics, [this](lane where, std::function<void()> work) {
+          context{the_settings, service, the_metrics,
+                  [this](lane where, std::function<void()> work) {
                       asio::post(where == lane::search ? search_pool : collect_pool, std::move(work));
-                  }} {}
+                  }},
+          search_pool(std::max(processors(), service.searches_at_once())) {}
 
     void listen();
     void accept();
@@ -101,14 +102,15 @@ struct http_listener::impl {
     const server_settings& settings;
     server_metrics& metrics;
     const tls_identity* const identity;
+    // Both before the loops and pools, with which the last connections go.
     connection_book book;
+    connection_context context;
     std::vector<std::unique_ptr<network_loop>> loops = make_loops();
     std::size_t accepted = 0;  ///< on the first loop alone
     tcp::acceptor acceptor{loops.front()->context};
     asio::steady_timer pause{loops.front()->context};
     asio::thread_pool search_pool;
     asio::thread_pool collect_pool{collect_threads};
-    connection_context context;
     bool is_running = false;
     unsigned short port = 0;
 };
@@ -143,8 +145,9 @@ void http_listener::impl::on_accept(error_code error, tcp::socket socket) {
         });
         return;
     }
-    take(std::move(socket));
+    // First, so that one connection's failure does not end the accepting.
     accept();
+    take(std::move(socket));
 }
 
 void http_listener::impl::take(tcp::socket socket) {
