@@ -16,45 +16,53 @@ constexpr std::int64_t most_rows = 4000;
 // For what has to be done before a step ends, however much it did.
 constexpr std::int64_t spare_rows = 100;
 
-#define IIF_OLD_VERSIONS                                                                                            \
-    "(SELECT v.id FROM object o JOIN version v ON v.share = o.share AND v.object = o.id WHERE " IIF_OF_PAGE         \
-    " AND v.vtime < (SELECT max(k.vtime) FROM version k WHERE k.share = ?1 AND k.object = o.id AND k.vtime <= ?4) " \
-    "ORDER BY v.id LIMIT ?5)"
+// Statements about the objects of a page get these as a list of ids: ?1 is the share and ?2 the list. The signs, and
+// look-ups in place of NOT EXISTS, keep engines from reading a whole share in the order of some other index.
 
-#define IIF_OLD_EXTENTS                                                                                              \
-    "(SELECT e.id FROM object o JOIN extent e ON e.share = o.share AND e.file = o.id WHERE " IIF_OF_PAGE             \
-    " AND (e.vtime < (SELECT max(k.vtime) FROM extent k WHERE k.share = ?1 AND k.file = o.id "                       \
-    "AND k.number = e.number AND k.vtime <= ?4) "                                                                    \
-    "OR EXISTS(SELECT 1 FROM extent n WHERE n.share = ?1 AND n.file = o.id AND n.number = e.number AND n.state = 1 " \
-    "AND n.vtime <= ?4 AND n.dtime <= ?6)) ORDER BY e.id LIMIT ?5)"
+constexpr const char* page_sql = "SELECT o.id, o.guid FROM object o WHERE " IIF_OF_PAGE;
 
-/// The objects of the page whose newest version had come and had ended.
-#define IIF_ENDED_IN_PAGE                                                                 \
-    "object o JOIN version v ON v.share = o.share AND v.object = o.id WHERE " IIF_OF_PAGE \
-    " AND v.state = 1 AND v.vtime <= ?4 AND v.dtime <= ?5 AND o.guid <> ?6"
+std::string old_versions_sql(const sql_connection& c) {
+    return "SELECT v.id FROM version v WHERE v.share = ?1 AND " + id_list::among(c, "v.object", 2) +
+           " AND v.vtime < (SELECT max(k.vtime) FROM version k WHERE k.share = ?1 AND k.object = v.object "
+           "AND k.vtime <= ?3) LIMIT ?4";
+}
 
-#define IIF_IS_EMPTY "NOT EXISTS(SELECT 1 FROM version c WHERE c.share = ?1 AND c.parent = v.object)"
+std::string old_extents_sql(const sql_connection& c) {
+    return "SELECT e.id FROM extent e WHERE e.share = ?1 AND " + id_list::among(c, "e.file", 2) +
+           " AND (e.vtime < (SELECT max(k.vtime) FROM extent k WHERE k.share = ?1 AND k.file = e.file "
+           "AND k.number = e.number AND k.vtime <= ?3) "
+           "OR EXISTS(SELECT 1 FROM extent n WHERE n.share = ?1 AND n.file = e.file AND n.number = e.number "
+           "AND n.state = 1 AND n.vtime <= ?3 AND n.dtime <= ?5)) LIMIT ?4";
+}
 
-constexpr const char* ended_leaves = "(SELECT o.id FROM " IIF_ENDED_IN_PAGE " AND " IIF_IS_EMPTY ")";
-constexpr const char* living_leaves =
-    "(SELECT v.object FROM version v WHERE v.share = ?1 AND v.parent = ?2 AND v.state = 0 AND v.vtime <= ?3 "
-    "AND " IIF_IS_EMPTY " ORDER BY v.object LIMIT ?4)";
+/// The objects of the page whose newest version had come and had ended, and when it had; all but the root.
+std::string ended_sql(const sql_connection& c) {
+    return "SELECT v.object, v.dtime FROM version v WHERE v.share = ?1 AND " + id_list::among(c, "v.object", 2) +
+           " AND +v.state = 1 AND +v.vtime <= ?3 AND +v.dtime <= ?4 AND +v.object <> ?5";
+}
+
+#define IIF_IS_EMPTY "(SELECT c.id FROM version c WHERE c.share = ?1 AND c.parent = v.object LIMIT 1) IS NULL"
+
+constexpr const char* living_leaves_sql =
+    "SELECT v.object FROM version v WHERE v.share = ?1 AND v.parent = ?2 AND v.state = 0 AND v.vtime <= ?3 "
+    "AND " IIF_IS_EMPTY " LIMIT ?4";
 
 }  // namespace
 
 history_purge::history_purge(sql_connection& c, const share& of, std::int64_t bound_s)
-    : bound_s_(bound_s),
+    : connection_(c),
+      bound_s_(bound_s),
       bound_ns_(last_ns_of(bound_s)),
       root_guid_(of.root_guid),
+      rows_(c, of.subclient_id),
       page_(c, of.subclient_id, page_objects),
-      old_version_properties_(c, "DELETE FROM version_property WHERE share = ?1 AND version IN " IIF_OLD_VERSIONS),
-      old_versions_(c, (by_ids(c, "DELETE FROM version") + IIF_OLD_VERSIONS " RETURNING 1").c_str()),
-      old_extent_properties_(c, "DELETE FROM extent_property WHERE share = ?1 AND extent IN " IIF_OLD_EXTENTS),
-      old_extents_(c, (by_ids(c, "DELETE FROM extent") + IIF_OLD_EXTENTS " RETURNING 1").c_str()),
-      ended_(c, "SELECT o.id, v.dtime FROM " IIF_ENDED_IN_PAGE " ORDER BY o.guid"),
-      ended_leaves_(c, ended_leaves, 6),
-      living_leaves_(c, living_leaves, 4),
-      single_(c, "(SELECT id FROM object WHERE share = ?1 AND id = ?2)", 2),
+      read_page_(c, page_sql),
+      page_ids_(c),
+      old_versions_(c, old_versions_sql(c).c_str()),
+      old_extents_(c, old_extents_sql(c).c_str()),
+      ended_(c, ended_sql(c).c_str()),
+      ended_leaves_(c, (ended_sql(c) + " AND " IIF_IS_EMPTY).c_str()),
+      living_leaves_(c, living_leaves_sql),
       living_child_(
           c, "SELECT object FROM version WHERE share = ?1 AND parent = ?2 AND state = 0 AND vtime <= ?3 LIMIT 1"),
       mark_ended_(c, "UPDATE version SET dtime = ?3, state = 1 WHERE share = ?1 AND object = ?2 AND state = 0"),
@@ -76,48 +84,58 @@ purge_step history_purge::step(const step_place& from) {
     return done;
 }
 
+void history_purge::read_page() {
+    const statement_run run(read_page_);
+    page_.bind(read_page_);
+    while (read_page_.step()) {
+        page_ids_.add(read_page_.integer(0));
+        if (read_page_.text(1) == root_guid_) root_ = read_page_.integer(0);
+    }
+}
+
 /// False when a further step has to go on with the page.
 bool history_purge::work_off_page() {
-    page_.bind(old_version_properties_).bind(4, bound_ns_).bind(5, tally_.rows_left);
-    page_.bind(old_versions_).bind(4, bound_ns_).bind(5, tally_.rows_left);
-    tally_.removed.versions += remove_rows(old_version_properties_, old_versions_);
+    read_page();
+    old_versions_.bind(1, page_.share()).bind(2, page_ids_.bytes()).bind(3, bound_ns_).bind(4, tally_.rows_left);
+    const std::uint64_t versions = rows_.remove_versions(ids_of(connection_, old_versions_));
+    tally_.removed.versions += versions;
+    tally_.rows_left -= static_cast<std::int64_t>(versions);
     if (tally_.rows_left <= 0) return false;
-    page_.bind(old_extent_properties_).bind(4, bound_ns_).bind(5, tally_.rows_left).bind(6, bound_s_);
-    page_.bind(old_extents_).bind(4, bound_ns_).bind(5, tally_.rows_left).bind(6, bound_s_);
-    tally_.removed.extents += remove_rows(old_extent_properties_, old_extents_);
+    old_extents_.bind(1, page_.share()).bind(2, page_ids_.bytes()).bind(3, bound_ns_).bind(4, tally_.rows_left);
+    const std::uint64_t extents = rows_.remove_extents(ids_of(connection_, old_extents_.bind(5, bound_s_)));
+    tally_.removed.extents += extents;
+    tally_.rows_left -= static_cast<std::int64_t>(extents);
     return remove_ended();
 }
 
 /// The leaves of the page go all at once; what is left are directories.
 bool history_purge::remove_ended() {
     if (ended_in_page().empty()) return true;
-    const auto in_page = [this](sql_statement& statement) { bind_ended(statement); };
-    if (!ended_leaves_.remove(page_.share(), in_page, tally_)) return false;
+    if (!rows_.remove(ids_of(connection_, bind_ended(ended_leaves_)), tally_)) return false;
     for (const ended_object& top : ended_in_page()) {
         if (!remove_tree(top)) return false;
     }
     return true;
 }
 
-/// Removes the rows that both statements name, with their properties, and returns how many there were.
-std::uint64_t history_purge::remove_rows(sql_statement& properties, sql_statement& rows) {
-    properties.run();
-    const std::int64_t count = run_and_count(rows);
-    tally_.rows_left -= count;
-    return static_cast<std::uint64_t>(count);
-}
-
-/// Removes the objects of a set until none is left in it, or enough has been done.
-bool history_purge::remove_all(object_removal& set, const object_removal::binder& bind) {
-    for (;;) {
-        const std::uint64_t before = tally_.removed.objects;
-        if (!set.remove(page_.share(), bind, tally_)) return false;
-        if (tally_.removed.objects == before) return true;
+/// Removes what lives in an object and has nothing below it, again and again. False when enough has been done before
+/// none is left.
+bool history_purge::remove_living_leaves(std::int64_t parent) {
+    while (tally_.rows_left > 0) {
+        living_leaves_.bind(1, page_.share()).bind(2, parent).bind(3, bound_ns_).bind(4, tally_.rows_left);
+        const id_list leaves = ids_of(connection_, living_leaves_);
+        if (leaves.is_empty()) return true;
+        if (!rows_.remove(leaves, tally_)) return false;
     }
+    return false;
 }
 
-sql_statement& history_purge::bind_ended(sql_statement& statement) const {
-    return page_.bind(statement).bind(4, bound_ns_).bind(5, bound_s_).bind(6, root_guid_);
+sql_statement& history_purge::bind_ended(sql_statement& statement) {
+    return statement.bind(1, page_.share())
+        .bind(2, page_ids_.bytes())
+        .bind(3, bound_ns_)
+        .bind(4, bound_s_)
+        .bind(5, root_);
 }
 
 std::vector<history_purge::ended_object> history_purge::ended_in_page() {
@@ -135,10 +153,7 @@ bool history_purge::remove_tree(const ended_object& top) {
     std::vector<std::int64_t> way{top.id};
     while (!way.empty()) {
         const std::int64_t here = way.back();
-        const auto in_it = [&](sql_statement& statement) {
-            statement.bind(1, page_.share()).bind(2, here).bind(3, bound_ns_).bind(4, tally_.rows_left);
-        };
-        if (!remove_all(living_leaves_, in_it)) return false;
+        if (!remove_living_leaves(here)) return false;
         // A newest version has one parent, and the top is not living: the way down cannot come back to itself.
         if (const std::optional<std::int64_t> child = living_child(here)) {
             way.push_back(*child);
@@ -167,8 +182,9 @@ bool history_purge::has_children(std::int64_t object) {
 }
 
 bool history_purge::remove_single(std::int64_t object) {
-    const auto it = [&](sql_statement& statement) { statement.bind(1, page_.share()).bind(2, object); };
-    return single_.remove(page_.share(), it, tally_);
+    id_list single(connection_);
+    single.add(object);
+    return rows_.remove(single, tally_);
 }
 
 /// Removes what the walk has passed and had to leave because of something that is gone now.

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "server/administration.h"
+#include "server/id_list.h"
 #include "server/object_removal.h"
 #include "server/page_of_objects.h"
 #include "server/sql.h"
@@ -36,11 +37,11 @@ private:
         std::int64_t end_s = 0;
     };
 
+    void read_page();
     bool work_off_page();
     bool remove_ended();
-    std::uint64_t remove_rows(sql_statement& properties, sql_statement& rows);
-    bool remove_all(object_removal& set, const object_removal::binder& bind);
-    sql_statement& bind_ended(sql_statement& statement) const;
+    bool remove_living_leaves(std::int64_t parent);
+    sql_statement& bind_ended(sql_statement& statement);
     std::vector<ended_object> ended_in_page();
     bool remove_tree(const ended_object& top);
     bool remove_single(std::int64_t object);
@@ -49,20 +50,22 @@ private:
     bool has_children(std::int64_t object);
     bool is_ended_and_passed(std::int64_t object);
 
+    sql_connection& connection_;
     const std::int64_t bound_s_;
     const std::int64_t bound_ns_;
     const std::string root_guid_;
     removal_tally tally_;
 
+    object_removal rows_;
     page_of_objects page_;
-    sql_statement old_version_properties_;
+    sql_statement read_page_;
+    id_list page_ids_;
+    std::int64_t root_ = 0;  ///< its id when it is in the page
     sql_statement old_versions_;
-    sql_statement old_extent_properties_;
     sql_statement old_extents_;
     sql_statement ended_;
-    object_removal ended_leaves_;
-    object_removal living_leaves_;
-    object_removal single_;
+    sql_statement ended_leaves_;
+    sql_statement living_leaves_;
     sql_statement living_child_;
     sql_statement mark_ended_;
     sql_statement has_children_;

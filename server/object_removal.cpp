@@ -1,57 +1,76 @@
 // The removal of whole objects.
 #include "server/object_removal.h"
 
+#include <utility>
+
 #include "server/page_of_objects.h"
 
 namespace index_server {
 
 namespace {
 
-/// Some extents of the files in the set.
-std::string extents_of(const std::string& set, int limit) {
-    return "(SELECT id FROM extent WHERE share = ?1 AND file IN " + set + " ORDER BY id LIMIT ?" +
-           std::to_string(limit) + ")";
+/// A statement about the rows of the share ?1 of which a column has one of the ids ?2.
+sql_statement of_ids(sql_connection& c, const std::string& what, const char* column, const char* more = "") {
+    return {c, (what + " WHERE share = ?1 AND " + id_list::among(c, column, 2) + more).c_str()};
+}
+
+/// The same where the ids are the rows' own, which the embedded engine finds without the share.
+sql_statement remove_ids(sql_connection& c, const char* table) {
+    const std::string rows = std::string("DELETE FROM ") + table + " WHERE ";
+    const std::string own = id_list::among(c, "id", 2) + " RETURNING 1";
+    return {c, (rows + (c.dialect() == sql_dialect::sqlite ? "?1 > 0 AND " : "share = ?1 AND ") + own).c_str()};
 }
 
 }  // namespace
 
-object_removal::object_removal(sql_connection& c, const std::string& set, int parameters)
-    : limit_(parameters + 1),
-      extent_properties_(
-          c, ("DELETE FROM extent_property WHERE share = ?1 AND extent IN " + extents_of(set, limit_)).c_str()),
-      extents_(c, (by_ids(c, "DELETE FROM extent") + extents_of(set, limit_) + " RETURNING 1").c_str()),
-      properties_(c, ("DELETE FROM version_property WHERE share = ?1 AND version IN "
-                      "(SELECT id FROM version WHERE share = ?1 AND object IN " +
-                      set + ")")
-                         .c_str()),
-      versions_(c, ("DELETE FROM version WHERE share = ?1 AND object IN " + set + " RETURNING object, parent").c_str()),
-      object_(c, "DELETE FROM object WHERE share = ?1 AND id = ?2") {}
+object_removal::object_removal(sql_connection& c, std::int64_t share)
+    : connection_(c),
+      share_(share),
+      extents_of_(of_ids(c, "SELECT id FROM extent", "file", " LIMIT ?3")),
+      extent_properties_(of_ids(c, "DELETE FROM extent_property", "extent")),
+      extents_(remove_ids(c, "extent")),
+      versions_of_(of_ids(c, "SELECT id, parent FROM version", "object")),
+      version_properties_(of_ids(c, "DELETE FROM version_property", "version")),
+      versions_(remove_ids(c, "version")),
+      objects_(remove_ids(c, "object")) {}
 
-bool object_removal::remove(std::int64_t share, const binder& bind, removal_tally& tally) {
+bool object_removal::remove(id_list objects, removal_tally& tally) {
     if (tally.rows_left <= 0) return false;
-    for (sql_statement* statement : {&extent_properties_, &extents_, &properties_, &versions_})
-        bind(*statement);
-    extent_properties_.bind(limit_, tally.rows_left).run();
-    const std::int64_t extents = run_and_count(extents_.bind(limit_, tally.rows_left));
-    tally.removed.extents += static_cast<std::uint64_t>(extents);
-    tally.rows_left -= extents;
+    if (objects.is_empty()) return true;
+    extents_of_.bind(1, share_).bind(2, objects.bytes()).bind(3, tally.rows_left);
+    const std::uint64_t extents = remove_extents(ids_of(connection_, extents_of_));
+    tally.removed.extents += extents;
+    tally.rows_left -= static_cast<std::int64_t>(extents);
     if (tally.rows_left <= 0) return false;
 
-    properties_.run();
-    std::set<std::int64_t> gone;
+    id_list versions(connection_);
     {
-        const statement_run run(versions_);
-        while (versions_.step()) {
-            gone.insert(versions_.integer(0));
-            if (!versions_.is_null(1)) tally.emptied.insert(versions_.integer(1));
-            ++tally.removed.versions;
-            --tally.rows_left;
+        const statement_run run(versions_of_);
+        versions_of_.bind(1, share_).bind(2, objects.bytes());
+        while (versions_of_.step()) {
+            versions.add(versions_of_.integer(0));
+            if (!versions_of_.is_null(1)) tally.emptied.insert(versions_of_.integer(1));
         }
     }
-    for (const std::int64_t object : gone)
-        object_.bind(1, share).bind(2, object).run();
-    tally.removed.objects += gone.size();
+    tally.rows_left -= static_cast<std::int64_t>(versions.size());
+    tally.removed.versions += remove_versions(std::move(versions));
+    tally.removed.objects +=
+        static_cast<std::uint64_t>(run_and_count(objects_.bind(1, share_).bind(2, objects.bytes())));
     return true;
+}
+
+std::uint64_t object_removal::remove_versions(id_list versions) {
+    return remove_rows(versions, version_properties_, versions_);
+}
+
+std::uint64_t object_removal::remove_extents(id_list extents) {
+    return remove_rows(extents, extent_properties_, extents_);
+}
+
+std::uint64_t object_removal::remove_rows(id_list& ids, sql_statement& properties, sql_statement& rows) {
+    if (ids.is_empty()) return 0;
+    properties.bind(1, share_).bind(2, ids.bytes()).run();
+    return static_cast<std::uint64_t>(run_and_count(rows.bind(1, share_).bind(2, ids.bytes())));
 }
 
 }  // namespace index_server

@@ -2,11 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <set>
-#include <string>
 
 #include "server/administration.h"
+#include "server/id_list.h"
 #include "server/sql.h"
 
 namespace index_server {
@@ -21,22 +20,27 @@ struct removal_tally {
 /// Prepared on one connection. locks: used inside a write transaction.
 class object_removal {
 public:
-    using binder = std::function<void(sql_statement&)>;
+    object_removal(sql_connection& connection, std::int64_t share);
 
-    /// `set` is a parenthesised SELECT of objects of the share ?1 that nothing names as parent; it has parameters 1 to
-    /// `parameters`.
-    object_removal(sql_connection& connection, const std::string& set, int parameters);
+    /// Removes these objects, which no row names as parent. False when a further step has to go on.
+    bool remove(id_list objects, removal_tally& tally);
 
-    /// Removes the objects of the set, whose parameters `bind` sets. False when a further step has to go on.
-    bool remove(std::int64_t share, const binder& bind, removal_tally& tally);
+    /// Removes versions, or versions of extents, with their properties; returns how many there were.
+    std::uint64_t remove_versions(id_list versions);
+    std::uint64_t remove_extents(id_list extents);
 
 private:
-    const int limit_;
+    std::uint64_t remove_rows(id_list& ids, sql_statement& properties, sql_statement& rows);
+
+    sql_connection& connection_;
+    const std::int64_t share_;
+    sql_statement extents_of_;
     sql_statement extent_properties_;
     sql_statement extents_;
-    sql_statement properties_;
+    sql_statement versions_of_;
+    sql_statement version_properties_;
     sql_statement versions_;
-    sql_statement object_;
+    sql_statement objects_;
 };
 
 }  // namespace index_server
