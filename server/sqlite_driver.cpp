@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <optional>
 
 namespace index_server {
 
@@ -84,6 +83,10 @@ private:
     sqlite3_stmt* handle_ = nullptr;
 };
 
+void run(sqlite3* handle, const char* sql) {
+    if (sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(handle, "cannot run a command");
+}
+
 struct closer {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 };
@@ -99,43 +102,35 @@ std::unique_ptr<sqlite3, closer> open_handle(const std::string& path, sql_access
     const int code = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
     std::unique_ptr<sqlite3, closer> handle(opened);
     if (code != SQLITE_OK) fail(opened, "cannot open");
+    sqlite3_busy_timeout(opened, busy_wait_ms);
+    // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
+    run(opened, "PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
+    if (writes) run(opened, "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
     return handle;
 }
 
 class sqlite_connection : public sql_connection {
 public:
-    sqlite_connection(const std::string& path, sql_access what) : handle_(open_handle(path, what)) {
-        sqlite3_busy_timeout(handle_.get(), busy_wait_ms);
-        // Sorts and intermediate tables stay in memory: the directory may be on a small or slow disk.
-        sqlite_connection::execute("PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
-        if (what == sql_access::write)
-            sqlite_connection::execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
-        begin_reading_.emplace(handle_.get(), "BEGIN");
-        // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
-        begin_writing_.emplace(handle_.get(), "BEGIN IMMEDIATE");
-        commit_.emplace(handle_.get(), "COMMIT");
-    }
+    sqlite_connection(const std::string& path, sql_access what) : handle_(open_handle(path, what)) {}
 
     sql_dialect dialect() const noexcept override { return sql_dialect::sqlite; }
-    void execute(const char* sql) override {
-        if (sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-            fail(handle_.get(), "cannot run a command");
-    }
+    void execute(const char* sql) override { run(handle_.get(), sql); }
     std::unique_ptr<sql_cursor> prepare(const char* sql) override {
         return std::make_unique<sqlite_cursor>(handle_.get(), sql);
     }
 
-    void begin(sql_access what) override { (what == sql_access::write ? begin_writing_ : begin_reading_)->step(); }
-    void commit() override { commit_->step(); }
+    void begin(sql_access what) override { (what == sql_access::write ? begin_writing_ : begin_reading_).step(); }
+    void commit() override { commit_.step(); }
     // The database may have rolled back by itself, which makes this fail; either way nothing of it stays.
     void roll_back() noexcept override { sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr); }
 
 private:
     const std::unique_ptr<sqlite3, closer> handle_;
     // Prepared, because a search takes hardly longer than the reading of these words.
-    std::optional<sqlite_cursor> begin_reading_;
-    std::optional<sqlite_cursor> begin_writing_;
-    std::optional<sqlite_cursor> commit_;
+    sqlite_cursor begin_reading_{handle_.get(), "BEGIN"};
+    // A writer takes its lock at once, so that it cannot fail for it later with half of its work done.
+    sqlite_cursor begin_writing_{handle_.get(), "BEGIN IMMEDIATE"};
+    sqlite_cursor commit_{handle_.get(), "COMMIT"};
 };
 
 }  // namespace
