@@ -2,6 +2,7 @@
 // when told to.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <fstream>
 #include <iterator>
@@ -23,7 +24,7 @@ struct engine_knobs {
     std::size_t applying = 0;                                              // applications under way
     bool hold_back = false;                                                // applications wait until this is false
     bool is_away = false;                                                  // looking up a share or tokens fails
-    bool is_shared = false;                                                // like a storage of several servers
+    std::atomic<bool> is_shared = false;                                   // like a storage of several servers
     std::size_t readings = 0;                                              // of all tokens, begun
     bool hold_readings = false;                                            // they wait until this is false
     App::ProcessingStatus refused_status = App::ProcessingStatus_UNKNOWN;  // storing this one fails
@@ -41,6 +42,10 @@ struct engine_knobs {
         const std::lock_guard lock(mutex);
         hold_readings = hold;
         changed.notify_all();
+    }
+    std::size_t readings_now() {
+        const std::lock_guard lock(mutex);
+        return readings;
     }
     void wait_until_read(std::size_t count) {
         std::unique_lock lock(mutex);
