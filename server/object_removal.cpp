@@ -54,8 +54,7 @@ bool object_removal::remove(id_list objects, removal_tally& tally) {
     }
     tally.rows_left -= static_cast<std::int64_t>(versions.size());
     tally.removed.versions += remove_versions(std::move(versions));
-    tally.removed.objects +=
-        static_cast<std::uint64_t>(run_and_count(objects_.bind(1, share_).bind(2, objects.bytes())));
+    tally.removed.objects += remove_objects(objects);
     return true;
 }
 
@@ -65,6 +64,10 @@ std::uint64_t object_removal::remove_versions(id_list versions) {
 
 std::uint64_t object_removal::remove_extents(id_list extents) {
     return remove_rows(extents, extent_properties_, extents_);
+}
+
+std::uint64_t object_removal::remove_objects(id_list& objects) {
+    return static_cast<std::uint64_t>(run_and_count(objects_.bind(1, share_).bind(2, objects.bytes())));
 }
 
 std::uint64_t object_removal::remove_rows(id_list& ids, sql_statement& properties, sql_statement& rows) {

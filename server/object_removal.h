@@ -29,6 +29,9 @@ public:
     std::uint64_t remove_versions(id_list versions);
     std::uint64_t remove_extents(id_list extents);
 
+    /// Removes the rows that stand for objects of which nothing is left; returns how many there were.
+    std::uint64_t remove_objects(id_list& objects);
+
 private:
     std::uint64_t remove_rows(id_list& ids, sql_statement& properties, sql_statement& rows);
 

@@ -6,8 +6,9 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
+#include "server/id_list.h"
+#include "server/object_removal.h"
 #include "server/page_of_objects.h"
 #include "server/sql_records.h"
 #include "server/version_time.h"
@@ -129,31 +130,21 @@ std::vector<std::int64_t> read_withdrawn_shares(sql_connection& connection) {
 /// The rows of some objects, and then the objects. What was removed is not found again, so no place is kept.
 bool remove_share_rows(sql_connection& connection, std::int64_t subclient_id) {
     if (!lock_withdrawn(connection, subclient_id)) return false;
-#define IIF_OBJECTS "(SELECT id FROM object WHERE share = ?1 ORDER BY guid LIMIT ?2)"
-#define IIF_VERSIONS "(SELECT id FROM version WHERE share = ?1 AND object IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
-#define IIF_EXTENTS "(SELECT id FROM extent WHERE share = ?1 AND file IN " IIF_OBJECTS " ORDER BY id LIMIT ?3)"
-    const std::string extents = by_ids(connection, "DELETE FROM extent") + IIF_EXTENTS " RETURNING 1";
-    const std::string versions = by_ids(connection, "DELETE FROM version") + IIF_VERSIONS " RETURNING 1";
-    const std::string objects = by_ids(connection, "DELETE FROM object") + IIF_OBJECTS " RETURNING 1";
-    // Properties before what they belong to, which names them.
-    const std::pair<const char*, const char*> removals[] = {
-        {"DELETE FROM extent_property WHERE share = ?1 AND extent IN " IIF_EXTENTS, extents.c_str()},
-        {"DELETE FROM version_property WHERE share = ?1 AND version IN " IIF_VERSIONS, versions.c_str()}};
-#undef IIF_OBJECTS
-#undef IIF_VERSIONS
-#undef IIF_EXTENTS
-    for (const auto& [properties, rows] : removals) {
-        sql_statement(connection, properties)
-            .bind(1, subclient_id)
-            .bind(2, objects_at_once)
-            .bind(3, rows_at_once)
-            .run();
-        sql_statement remove(connection, rows);
-        remove.bind(1, subclient_id).bind(2, objects_at_once).bind(3, rows_at_once);
-        if (run_and_count(remove) == rows_at_once) return true;
+    sql_statement find_objects(connection, "SELECT id FROM object WHERE share = ?1 ORDER BY guid LIMIT ?2");
+    id_list objects = ids_of(connection, find_objects.bind(1, subclient_id).bind(2, objects_at_once));
+    if (!objects.is_empty()) {
+        const auto some_of = [&](const char* table, const char* owner) {
+            const std::string sql = std::string("SELECT id FROM ") + table + " WHERE share = ?1 AND " +
+                                    id_list::among(connection, owner, 2) + " LIMIT ?3";
+            sql_statement find(connection, sql.c_str());
+            return ids_of(connection, find.bind(1, subclient_id).bind(2, objects.bytes()).bind(3, rows_at_once));
+        };
+        object_removal rows(connection, subclient_id);
+        if (rows.remove_extents(some_of("extent", "file")) == rows_at_once) return true;
+        if (rows.remove_versions(some_of("version", "object")) == rows_at_once) return true;
+        rows.remove_objects(objects);
+        return true;
     }
-    sql_statement remove(connection, objects.c_str());
-    if (run_and_count(remove.bind(1, subclient_id).bind(2, objects_at_once)) > 0) return true;
     // Also what servers that had not heard of the removal yet have stored since.
     for (const char* sql :
          {"DELETE FROM token WHERE subclient_id = ?1", "DELETE FROM collect_transaction WHERE subclient_id = ?1",
