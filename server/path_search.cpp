@@ -14,8 +14,9 @@ namespace index_server {
 
 namespace {
 
-// A path names more directories than this only where someone built it to be costly.
-constexpr std::size_t max_directories = 10000;
+// A path leads through more directories than this, all its names together, only where someone built it to be costly: a
+// directory that was moved into itself in the course of time is found below itself without end.
+constexpr std::size_t max_directories = 50000;
 
 std::vector<std::string> names_of(const std::string& path) {
     std::vector<std::string> names;
@@ -46,11 +47,15 @@ std::vector<found_directory> path_search::walk(const search_query& query, const 
     const std::int64_t top = history_.top();
     if (top == 0) return here;
     here.push_back({top, 0, std::string()});
+    std::size_t followed = 0;
     for (const std::string& name : names) {
         std::vector<found_directory> below;
-        for (const found_directory& from : here)
+        for (const found_directory& from : here) {
             step_down(query, from, name, below);
-        if (below.size() > max_directories) throw std::runtime_error("the path leads through too many directories");
+            if (followed + below.size() > max_directories)
+                throw std::runtime_error("the path leads through too many directories");
+        }
+        followed += below.size();
         here = std::move(below);
     }
     return here;
