@@ -129,9 +129,6 @@ std::string read_property(std::string_view value, collect_line& line) {
         return "bad custom property";
     if (colon > property_prefix.size() + max_collect_key_bytes) return "too long a name of a custom property";
     const std::string_view name = value.substr(property_prefix.size(), colon - property_prefix.size());
-    for (const auto& [known, unused] : line.custom_props) {
-        if (known == name) return "a custom property stands twice";
-    }
     line.custom_props.emplace_back(name, value.substr(colon + 1));
     return {};
 }
@@ -163,10 +160,21 @@ std::string read_field(const field_rule& rule, std::string_view value, collect_l
     return "unknown tag " + shown(rule.tag);
 }
 
+/// Whether two of them have the same name. A line can hold tens of thousands: too many to compare each with each.
+bool have_twins(const std::vector<std::pair<std::string_view, std::string_view>>& properties) {
+    if (properties.size() < 2) return false;
+    std::vector<std::string_view> names;
+    for (const auto& [name, value] : properties)
+        names.push_back(name);
+    std::sort(names.begin(), names.end());
+    return std::adjacent_find(names.begin(), names.end()) != names.end();
+}
+
 std::string check_whole(const collect_line& line, bool has_ukey) {
     if (line.op == collect_op::none) return "no operation";
     if (line.object_guid.empty()) return "no identity";
     if (has_ukey && !line.is_extent) return "UKEY on a line that is no extent";
+    if (have_twins(line.custom_props)) return "a custom property stands twice";
     return {};
 }
 

@@ -275,8 +275,8 @@ void postgresql_row_store::write(sql_statement& set, const std::vector<property_
         postgresql_array rows(element::bigint), names(element::bytea), values(element::bytea);
         for (const property_change& one : piece) {
             rows.add(one.row);
-            names.add(one.property.name);
-            values.add(one.property.value);
+            names.add(one.name);
+            values.add(one.value);
         }
         set.bind(2, rows.bytes()).bind(3, names.bytes()).bind(4, values.bytes()).run();
     });

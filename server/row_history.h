@@ -33,11 +33,6 @@ enum row_change : unsigned {
     changed_end = 1u << 3,  ///< deletion time and state
 };
 
-struct row_property {
-    std::string_view name;
-    std::string_view value;
-};
-
 /// What versions of objects and of extents have in common.
 struct dated_row {
     std::int64_t id = 0;
@@ -54,8 +49,8 @@ struct dated_row {
 
     bool is_new = true;    ///< not stored yet
     unsigned changes = 0;  ///< row_change bits, for a stored row
-    /// Properties to be set. Those that are stored already are not read.
-    std::vector<row_property> properties;
+    /// Properties to be set, by name. Those that are stored already are not read.
+    std::map<std::string_view, std::string_view> properties;
     std::int64_t copy_from = 0;  ///< stored row whose properties this one takes where it has none of that name; or 0
 };
 
@@ -172,28 +167,17 @@ void fill(Value& to, const Value& value, unsigned& changes, unsigned bit) {
     changes |= bit;
 }
 
-/// Sets properties, of which no two have the same name; they replace those of the same names.
+/// Sets properties; they replace those of the same names.
 template <class Properties>
 void set_properties(dated_row& row, const Properties& properties) {
-    const std::size_t former = row.properties.size();
-    for (const auto& [name, value] : properties) {
-        const auto end = row.properties.begin() + static_cast<std::ptrdiff_t>(former);
-        const auto known = std::find_if(row.properties.begin(), end,
-                                        [&, &wanted = name](const row_property& one) { return one.name == wanted; });
-        if (known == end)
-            row.properties.push_back({name, value});
-        else
-            known->value = value;
-    }
+    for (const auto& [name, value] : properties)
+        row.properties.insert_or_assign(name, value);
 }
 
 /// Lets a new row have the properties of another, where it has none of that name itself.
 inline void fill_properties(dated_row& row, const dated_row& source) {
     row.copy_from = source.is_new ? source.copy_from : source.id;
-    if (!source.is_new) return;
-    std::vector<row_property> own = std::move(row.properties);
-    row.properties = source.properties;
-    set_properties(row, own);
+    if (source.is_new) row.properties.insert(source.properties.begin(), source.properties.end());
 }
 
 }  // namespace index_server

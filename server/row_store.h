@@ -25,7 +25,8 @@ struct named_version {
 
 struct property_change {
     std::int64_t row = 0;
-    row_property property;
+    std::string_view name;
+    std::string_view value;
 };
 
 struct property_copy {

@@ -81,7 +81,7 @@ void sqlite_row_store::property_statements::begin(std::int64_t share) {
 void sqlite_row_store::property_statements::write(const std::vector<property_change>& properties,
                                                   const std::vector<property_copy>& copies) {
     for (const property_change& one : properties)
-        set.bind(2, one.row).bind(3, one.property.name).bind(4, one.property.value).run();
+        set.bind(2, one.row).bind(3, one.name).bind(4, one.value).run();
     for (const property_copy& one : copies)
         set_number(copy, one.row, one.from);
 }

@@ -84,8 +84,8 @@ public:
 
     void write() {
         for (const Row* row : with_properties_) {
-            for (const row_property& property : row->properties)
-                rows_.properties.push_back({row->id, property});
+            for (const auto& [name, value] : row->properties)
+                rows_.properties.push_back({row->id, name, value});
         }
         for (const Row* row : copying_)
             rows_.copies.push_back({row->id, row->copy_from});
