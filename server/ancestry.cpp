@@ -2,6 +2,7 @@
 // down, so that both ways agree.
 #include "server/ancestry.h"
 
+#include <unordered_set>
 #include <vector>
 
 #include "server/candidates.h"
@@ -11,7 +12,7 @@ namespace index_server {
 
 namespace {
 
-// Rows that contradict each other can make a circle of parents: no real tree is deeper.
+// No real tree is deeper.
 constexpr std::size_t max_depth = 10000;
 
 }  // namespace
@@ -41,7 +42,10 @@ std::optional<version_in_place> ancestry::version_then(std::int64_t object) {
 standing ancestry::climb(std::int64_t object) {
     standing found;
     std::vector<std::string> names;
+    std::unordered_set<std::int64_t> passed;
     for (std::int64_t here = object; here != top_;) {
+        // Rows that contradict each other can make a circle of parents.
+        if (!passed.insert(here).second) return found;
         const std::optional<version_in_place> version = version_then(here);
         if (!version) return found;
         found.end_s = earlier_end(found.end_s, version->end_s);
