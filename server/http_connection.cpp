@@ -302,6 +302,8 @@ private:
         allow_body(response_.body().size());
         http::async_write(stream_, response_, [self = shared_from_this()](error_code error, std::size_t) {
             self->record_.close(self->peer_, self->context_.metrics);
+            // Given back now: the connection may be idle from here on, and there are many.
+            std::string().swap(self->response_.body());
             if (error) return;
             if (self->keep_ && !self->context_.is_stopping) return self->wait_for_request();
             self->leave();
