@@ -258,8 +258,13 @@ apply_outcome transactions::apply(const transaction_record& record) {
     const std::string path = spool_path(spool_, record.id);
     try {
         const std::optional<share> target = shares_.by_subclient(record.subclient_id);
+        const std::optional<transaction_record> last = storage_.last_transaction(record.subclient_id);
         if (!target) {
             outcome.error = "its share is not registered";
+        } else if (last && last->id != record.id) {
+            // The host gave this one up and sent its content again, by way of another server. What came with that and
+            // after it must not be overtaken.
+            outcome.error = "a later file of its share was taken meanwhile";
         } else if (::access(path.c_str(), R_OK) != 0) {
             outcome.error = "its file did not survive in the spool";
         } else {

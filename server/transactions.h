@@ -10,6 +10,8 @@
 //       nothing: the share takes no later file before, whose effect the earlier one could undo.
 //   T4  After a crash every open record is settled before the server listens: applied when its file is there whole,
 //       failed otherwise.
+//   T5  A file is not applied behind one of its share that was taken after it: the host had sent its content again by
+//       way of another server, and what followed would be undone.
 #pragma once
 
 #include <chrono>

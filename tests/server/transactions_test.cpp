@@ -112,9 +112,12 @@ TEST_F(transactions_test, a_start_settles_what_a_killed_server_left_before_it_an
     const std::string whole = std::to_string(docs_.subclient_id) + "-" + some_hex;
     const std::string cut = std::to_string(mail_.subclient_id) + "-" + some_hex;
     const std::string stray = std::to_string(mail_.subclient_id) + "-" + std::string(32, 'b');
+    const std::string passed = std::to_string(docs_.subclient_id) + "-" + std::string(32, 'c');
     server_.reset();
+    stored()->put_transaction({passed, docs_.subclient_id, App::ProcessingStatus_QUEUED, "", 1});
     stored()->put_transaction({whole, docs_.subclient_id, App::ProcessingStatus_QUEUED, "", 1});
     stored()->put_transaction({cut, mail_.subclient_id, App::ProcessingStatus_QUEUED, "", 1});
+    leave_file(passed + ".zyf", "sent again meanwhile");
     leave_file(whole + ".zyf", "spooled whole");
     leave_file(cut + ".zyf.part", "half");
     leave_file(stray + ".zyf", "never answered");  // its submitter was told nothing, and sends it again
@@ -122,6 +125,7 @@ TEST_F(transactions_test, a_start_settles_what_a_killed_server_left_before_it_an
     EXPECT_EQ(applied(), std::vector<std::string>{"spooled whole"});
     EXPECT_TRUE(spooled().empty());
     EXPECT_EQ(wait(docs_, whole).number("status"), completed);
+    EXPECT_EQ(wait(docs_, passed).number("status"), failed);
     EXPECT_EQ(wait(mail_, cut).number("status"), failed);
 }
 
