@@ -9,11 +9,11 @@ namespace index_server {
 namespace {
 
 #define IIF_COLUMNS "SELECT id, object, vtime, dtime, coalesce(data_type, 1), parent, name FROM version "
-// Everything is in one direction, as the index has it, so that nothing is sorted; and a name is looked up by name, not
-// among the newest of its directory, which the plus sign forbids.
+// Everything is in one direction, as the index has it, so that nothing is sorted; and a name is looked up by name, in
+// the words of the index of names, and not among the newest of its directory.
 constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND state < 2";
 constexpr const char* newest_of_name_sql =
-    IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND name_key = ?3 AND +state < 2";
+    IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND name_key = ?3 AND state + 0 < 2";
 constexpr const char* all_in_directory_sql = IIF_COLUMNS
     "WHERE share = ?1 AND object IN (SELECT object FROM version WHERE share = ?1 AND parent = ?2) "
     "ORDER BY object DESC, vtime DESC, arrival DESC";

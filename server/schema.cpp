@@ -12,6 +12,8 @@
 //            whole   1 when an addition brought the row: what its line left out was not there at that time.
 //            No value in any other column means that nobody has told it yet.
 //            version_by_place lists a directory in the order of its pages and holds all that is needed to skip pages.
+//            version_by_name finds the newest versions of a name without a look at those that they superseded; it holds
+//            the state as a sum, so that no engine that knows nothing of a table yet takes version_by_place for that.
 // extent     One row per version of an extent of a file, by (file, number); state as of a version. extent_to_back_up
 //            lists a share's extents without backup data in the order of their pages.
 // withdrawn_share   The subclient ids of shares that were removed and of which rows may be left.
@@ -34,7 +36,7 @@ namespace index_server {
 
 namespace {
 
-constexpr std::int64_t schema_version = 4;
+constexpr std::int64_t schema_version = 5;
 constexpr int partitions = 8;
 
 constexpr std::string_view record_tables = R"(
@@ -98,7 +100,7 @@ CREATE TABLE version(
     backup_id BIGINT$IN_SHARE)$SPREAD;
 CREATE UNIQUE INDEX version_by_guid ON version(share, object, version_guid);
 CREATE INDEX version_by_time ON version(share, object, vtime, arrival);
-CREATE INDEX version_by_name ON version(share, parent, name_key);
+CREATE INDEX version_by_name ON version(share, parent, name_key, (state + 0));
 CREATE INDEX version_by_place ON version(share, parent, state, vtime, id, dtime, data_type);
 CREATE INDEX version_without_place ON version(share, object) WHERE parent IS NULL OR name IS NULL;
 
@@ -138,6 +140,10 @@ CREATE TABLE extent_property(
     value $BYTES NOT NULL,
     PRIMARY KEY(share, extent, name))$KEYED$SPREAD;
 )";
+
+/// In version 4 the state was not in the index of names.
+constexpr const char* upgrade_from_4 =
+    "DROP INDEX version_by_name; CREATE INDEX version_by_name ON version(share, parent, name_key, (state + 0))";
 
 /// What a word of the text above means to each engine.
 struct word {
@@ -217,8 +223,10 @@ void prepare_schema(sql_connection& connection) {
         make_tables(connection, record_tables);
         make_tables(connection, index_tables);
         if (connection.dialect() == sql_dialect::postgresql) make_partitions(connection);
-    } else {
+    } else if (found < 4) {
         upgrade_sqlite(connection, found, [&] { make_tables(connection, index_tables); });
+    } else {
+        connection.execute(upgrade_from_4);
     }
     write_version(connection);
     transaction.commit();

@@ -242,6 +242,25 @@ TEST_F(engine_apply, a_database_of_the_first_version_is_brought_up_to_date) {
     }
 }
 
+TEST_F(engine_apply, a_database_of_the_version_before_is_brought_up_to_date) {
+    apply({line("ADD", "a", "v1", "", "name")});
+    store.reset();
+    const auto beside = storage.connect(sql_access::write);
+    const bool is_postgresql = test_storage::is_postgresql();
+    beside->execute("DROP INDEX version_by_name; CREATE INDEX version_by_name ON version(share, parent, name_key)");
+    beside->execute(is_postgresql ? "UPDATE schema_version SET version = 4" : "PRAGMA user_version = 4");
+    for (int round = 0; round < 2; ++round) {
+        reopen();
+        EXPECT_EQ(find("/name"), "v1");
+    }
+    sql_statement indexed(*beside, is_postgresql ? "SELECT count(*) FROM pg_indexes "
+                                                   "WHERE indexname = 'version_by_name' AND indexdef LIKE '%state%'"
+                                                 : "SELECT count(*) FROM sqlite_master "
+                                                   "WHERE name = 'version_by_name' AND sql LIKE '%state%'");
+    ASSERT_TRUE(indexed.step());
+    EXPECT_EQ(indexed.integer(0), 1);
+}
+
 }  // namespace
 
 }  // namespace index_server
