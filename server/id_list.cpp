@@ -26,6 +26,12 @@ std::string id_list::among(const sql_connection& connection, const std::string& 
                : column + " IN (SELECT value FROM json_each(" + bound + "))";
 }
 
+std::string id_list::listed(const sql_connection& connection, int parameter) {
+    const std::string bound = "?" + std::to_string(parameter);
+    return connection.dialect() == sql_dialect::postgresql ? "(SELECT unnest(" + bound + "::bigint[]) AS value)"
+                                                           : "json_each(" + bound + ")";
+}
+
 id_list ids_of(const sql_connection& connection, sql_statement& statement) {
     id_list ids(connection);
     const statement_run run(statement);

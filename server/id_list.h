@@ -26,6 +26,8 @@ public:
 
     /// The condition that a column has one of the ids that are bound to the parameter.
     static std::string among(const sql_connection& connection, const std::string& column, int parameter);
+    /// A table with a row for each of these ids, in its column `value`; to be followed by a name.
+    static std::string listed(const sql_connection& connection, int parameter);
 
 private:
     const sql_dialect dialect_;

@@ -18,31 +18,58 @@ constexpr std::size_t most_findings = 2000;
 constexpr char among_objects = 'o';
 constexpr char among_rows = 'r';
 
-constexpr const char* versions_sql =
-    "SELECT o.id, o.guid, o.newest, v.id, v.version_guid, v.parent, p.id, v.name, v.name_key, v.state, v.dtime "
-    "FROM object o JOIN version v ON v.share = o.share AND v.object = o.id "
-    "LEFT JOIN object p ON p.share = o.share AND p.id = v.parent "
-    "WHERE " IIF_OF_PAGE " ORDER BY o.guid, v.vtime DESC, v.arrival DESC";
+// Statements about the objects of a page get these as a list of ids: ?1 is the share and ?2 the list. What belongs to a
+// row is looked up where no engine makes a join of it, and the order begins with a value that was looked up: for
+// neither is a whole share read in the order of some index.
 
-constexpr const char* extents_sql =
-    "SELECT o.guid, e.number, e.state, e.dtime "
-    "FROM object o JOIN extent e ON e.share = o.share AND e.file = o.id "
-    "WHERE " IIF_OF_PAGE " ORDER BY o.guid, e.number, e.vtime DESC, e.arrival DESC";
+#define IIF_GUID_OF(id) "(SELECT o.guid FROM object o WHERE o.share = ?1 AND o.id = " id ") "
 
-// Each pair once. Neighbours are looked up by name and not among all that live in the directory, hence the signs.
-constexpr const char* places_sql =
-    "SELECT o.guid, other.guid FROM object o CROSS JOIN version v CROSS JOIN version w CROSS JOIN object other "
-    "WHERE " IIF_OF_PAGE
-    " AND v.share = ?1 AND v.object = o.id AND +v.state = 0 "
-    "AND w.share = ?1 AND w.parent = v.parent AND w.name_key = v.name_key AND w.name = v.name AND +w.state = 0 "
-    "AND +w.object < o.id AND other.share = ?1 AND other.id = w.object ORDER BY o.guid";
+constexpr const char* in_top_sql =
+    "SELECT whose FROM (SELECT DISTINCT " IIF_GUID_OF("v.object") "AS whose FROM version v "
+    "WHERE v.share = ?1 AND v.parent = ?2) p WHERE whose IS NOT NULL ORDER BY whose LIMIT 100";
 
-constexpr const char* unversioned_sql =
-    "SELECT o.guid FROM object o WHERE " IIF_OF_PAGE
-    " AND o.newest IS NOT NULL AND NOT EXISTS(SELECT 1 FROM version v WHERE v.share = ?1 AND v.object = o.id) "
-    "ORDER BY o.guid";
+constexpr const char* page_sql =
+    "SELECT o.id, o.guid, o.newest, (SELECT v.parent FROM version v WHERE v.share = ?1 AND v.object = o.id "
+    "ORDER BY v.vtime DESC, v.arrival DESC LIMIT 1) FROM object o WHERE " IIF_OF_PAGE;
 
-enum column : int { id, guid, newest, version, version_guid, parent, known_parent, name, key, state, dtime };
+std::string versions_sql(const sql_connection& c) {
+    return "SELECT v.object, " IIF_GUID_OF("v.object") "AS whose, v.id, v.version_guid, v.parent, "
+           "(SELECT p.id FROM object p WHERE p.share = ?1 AND p.id = v.parent), v.name, v.name_key, v.state, v.dtime "
+           "FROM version v WHERE v.share = ?1 AND " + id_list::among(c, "v.object", 2) +
+           " ORDER BY whose, v.vtime DESC, v.arrival DESC";
+}
+
+std::string extents_sql(const sql_connection& c) {
+    return "SELECT " IIF_GUID_OF("e.file") "AS whose, e.number, e.state, e.dtime FROM extent e "
+           "WHERE e.share = ?1 AND " + id_list::among(c, "e.file", 2) +
+           " ORDER BY whose, e.number, e.vtime DESC, e.arrival DESC";
+}
+
+// A range of one key and an order by it: only the index by name has that order, and an engine that knows nothing of its
+// tables yet could otherwise take one that gives all that is in the directory.
+#define IIF_LIVES_IN_PLACE(parent, key, name, before)                                                      \
+    "w.share = ?1 AND w.parent = " parent " AND w.name_key BETWEEN " key " AND " key " AND w.name = " name \
+    " AND +w.state = 0 AND +w.object < " before " ORDER BY w.name_key"
+
+/// The living objects that have a neighbour in the same place; each pair once.
+std::string places_sql(const sql_connection& c) {
+    return "SELECT " IIF_GUID_OF("v.object") "AS whose, v.object, v.parent, v.name_key, v.name FROM version v "
+           "WHERE v.share = ?1 AND " + id_list::among(c, "v.object", 2) +
+           " AND +v.state = 0 AND (SELECT w.id FROM version w WHERE "
+           IIF_LIVES_IN_PLACE("v.parent", "v.name_key", "v.name", "v.object") " LIMIT 1) IS NOT NULL ORDER BY whose";
+}
+
+constexpr const char* neighbours_sql =
+    "SELECT " IIF_GUID_OF("w.object") "FROM version w WHERE " IIF_LIVES_IN_PLACE("?2", "?3", "?4", "?5");
+
+/// 0 when there is none.
+std::int64_t object_of(sql_connection& c, std::int64_t share, std::string_view guid) {
+    sql_statement find(c, "SELECT id FROM object WHERE share = ?1 AND guid = ?2");
+    const statement_run run(find);
+    return find.bind(1, share).bind(2, guid).step() ? find.integer(0) : 0;
+}
+
+enum column : int { id, guid, version, version_guid, parent, known_parent, name, key, state, dtime };
 
 std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
@@ -76,26 +103,18 @@ private:
 
 integrity_check::integrity_check(sql_connection& c, const share& of)
     : root_guid_(of.root_guid),
+      top_(object_of(c, of.subclient_id, "")),
+      root_(object_of(c, of.subclient_id, root_guid_)),
       connection_(c),
       page_(c, of.subclient_id, page_objects),
-      find_object_(c, "SELECT id FROM object WHERE share = ?1 AND guid = ?2"),
-      has_object_(c, "SELECT 1 FROM object WHERE share = ?1 AND id = ?2"),
-      in_top_(c,
-              "SELECT DISTINCT o.guid FROM version v JOIN object o ON o.share = v.share AND o.id = v.object "
-              "WHERE v.share = ?1 AND v.parent = ?2 ORDER BY o.guid LIMIT 100"),
-      parent_(c,
-              "SELECT parent FROM version WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1"),
-      versions_(c, versions_sql),
-      extents_(c, extents_sql),
-      places_(c, places_sql),
-      unversioned_(c, unversioned_sql) {
-    const auto find = [&](std::string_view wanted) {
-        const statement_run run(find_object_);
-        return find_object_.bind(1, page_.share()).bind(2, wanted).step() ? find_object_.integer(0) : 0;
-    };
-    top_ = find("");
-    root_ = find(root_guid_);
-}
+      page_ids_(c),
+      ways_(c, of.subclient_id, top_),
+      in_top_(c, in_top_sql),
+      read_page_(c, page_sql),
+      versions_(c, versions_sql(c).c_str()),
+      extents_(c, extents_sql(c).c_str()),
+      places_(c, places_sql(c).c_str()),
+      neighbours_(c, neighbours_sql) {}
 
 check_step integrity_check::step(const step_place& from) {
     const char part = from.empty() ? among_objects : from.front();
@@ -105,6 +124,7 @@ check_step integrity_check::step(const step_place& from) {
     if (part == among_rows) {
         check_strays(place);
     } else if (page_.begin_after(place)) {
+        read_page();
         check_versions();
         check_unversioned();
         check_extents();
@@ -116,17 +136,28 @@ check_step integrity_check::step(const step_place& from) {
     return std::move(done_);
 }
 
+void integrity_check::read_page() {
+    const statement_run run(read_page_);
+    page_.bind(read_page_);
+    while (read_page_.step()) {
+        page_ids_.add(read_page_.integer(0));
+        objects_.emplace(read_page_.text(1), page_object{read_page_.integer_if_any(2), false});
+        ways_.add(read_page_.integer(0), read_page_.integer_if_any(3));
+    }
+    ways_.read();
+}
+
 void integrity_check::check_strays(const step_place& from) {
     stray_rows rows(connection_, page_.share());
     const auto next = rows.step(from, [this](std::string text) { add("stray", "", std::move(text)); });
     if (next) done_.next = among_rows + *next;
 }
 
+/// After the versions.
 void integrity_check::check_unversioned() {
-    const statement_run run(unversioned_);
-    page_.bind(unversioned_);
-    while (unversioned_.step())
-        add("newest", unversioned_.text(0), "the object names a newest version and has none");
+    for (const auto& [object, row] : objects_) {
+        if (row.newest && !row.has_versions) add("newest", object, "the object names a newest version and has none");
+    }
 }
 
 void integrity_check::add(const char* kind, std::string_view object, std::string text) {
@@ -157,7 +188,7 @@ void integrity_check::check_versions() {
         if (seen.fault() != nullptr) add(seen.fault(), object, seen.text("the object"));
     };
     const statement_run run(versions_);
-    page_.bind(versions_);
+    versions_.bind(1, page_.share()).bind(2, page_ids_.bytes());
     seen.begin();
     while (versions_.step()) {
         const bool is_first = object != versions_.text(guid);
@@ -183,60 +214,28 @@ void integrity_check::check_version(bool is_first) {
             add("orphan", object, called + " stood in a directory that is not there");
         return;
     }
-    if (versions_.integer(newest) != versions_.integer(version))
-        add("newest", object, "the object does not name its newest version");
+    page_object& row = objects_.find(object)->second;
+    row.has_versions = true;
+    if (row.newest != versions_.integer(version)) add("newest", object, "the object does not name its newest version");
     if (versions_.integer(id) == root_ && versions_.integer(state) != 0) add("root", object, "the root has ended");
-    switch (chain_of(versions_.integer(id))) {
-        case chain::rooted:
+    check_way_up();
+}
+
+void integrity_check::check_way_up() {
+    const std::string_view object = versions_.text(guid);
+    switch (ways_.of(versions_.integer(id))) {
+        case ways_up::end::rooted:
             break;
-        case chain::waiting:
+        case ways_up::end::waiting:
             ++done_.waiting;
             break;
-        case chain::orphan:
+        case ways_up::end::orphan:
             add("orphan", object, "a directory above it is not there");
             break;
-        case chain::circle:
+        case ways_up::end::circle:
             add("cycle", object, "the directories above it form a circle");
             break;
     }
-}
-
-/// Where the way up from an object ends. What was found of the objects on the way is kept for the rest of the page.
-integrity_check::chain integrity_check::chain_of(std::int64_t object) {
-    std::vector<std::int64_t> way;
-    std::int64_t here = object;
-    chain end = chain::waiting;
-    for (;;) {
-        // An object counts as part of a circle until its way has turned out to lead elsewhere.
-        const auto [known, is_new] = chains_.try_emplace(here, chain::circle);
-        if (!is_new) {
-            end = known->second;
-            break;
-        }
-        way.push_back(here);
-        const statement_run run(parent_);
-        if (here == top_) {
-            end = chain::rooted;
-            break;
-        }
-        if (!parent_.bind(1, page_.share()).bind(2, here).step()) {
-            end = is_object(here) ? chain::waiting : chain::orphan;
-            break;
-        }
-        if (parent_.is_null(0)) {
-            end = chain::waiting;
-            break;
-        }
-        here = parent_.integer(0);
-    }
-    for (const std::int64_t passed : way)
-        chains_[passed] = end;
-    return end;
-}
-
-bool integrity_check::is_object(std::int64_t object) {
-    const statement_run run(has_object_);
-    return has_object_.bind(1, page_.share()).bind(2, object).step();
 }
 
 void integrity_check::check_extents() {
@@ -247,7 +246,7 @@ void integrity_check::check_extents() {
         if (seen.fault() != nullptr) add(seen.fault(), file, seen.text("extent " + std::to_string(number)));
     };
     const statement_run run(extents_);
-    page_.bind(extents_);
+    extents_.bind(1, page_.share()).bind(2, page_ids_.bytes());
     seen.begin();
     while (extents_.step()) {
         if (extents_.text(0) != file || extents_.integer(1) != number) {
@@ -263,9 +262,17 @@ void integrity_check::check_extents() {
 
 void integrity_check::check_places() {
     const statement_run run(places_);
-    page_.bind(places_);
-    while (places_.step())
-        add("place", places_.text(0), "it lives in the same place as " + quoted(places_.text(1)));
+    places_.bind(1, page_.share()).bind(2, page_ids_.bytes());
+    while (places_.step()) {
+        const statement_run others(neighbours_);
+        neighbours_.bind(1, page_.share()).bind(2, places_.integer(2)).bind(3, places_.text(3));
+        neighbours_.bind(4, places_.text(4)).bind(5, places_.integer(1));
+        while (neighbours_.step()) {
+            // A row that belongs to no object is told of as a stray.
+            if (neighbours_.is_null(0)) continue;
+            add("place", places_.text(0), "it lives in the same place as " + quoted(neighbours_.text(0)));
+        }
+    }
 }
 
 }  // namespace index_server

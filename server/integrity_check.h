@@ -14,14 +14,17 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <vector>
 
 #include "server/administration.h"
+#include "server/id_list.h"
 #include "server/page_of_objects.h"
 #include "server/sql.h"
+#include "server/ways_up.h"
 
 namespace index_server {
 
@@ -34,36 +37,39 @@ public:
     check_step step(const step_place& from);
 
 private:
-    enum class chain { rooted, waiting, orphan, circle };
     class marks;
+    struct page_object {
+        std::optional<std::int64_t> newest;  ///< the version that it names
+        bool has_versions = false;
+    };
 
+    void read_page();
     void add(const char* kind, std::string_view object, std::string text);
     void check_root();
     void check_versions();
     void check_version(bool is_first);
+    void check_way_up();
     void check_extents();
     void check_places();
     void check_unversioned();
     void check_strays(const step_place& from);
-    chain chain_of(std::int64_t object);
-    bool is_object(std::int64_t object);
 
     const std::string root_guid_;
-    std::int64_t top_ = 0;
-    std::int64_t root_ = 0;
+    const std::int64_t top_;
+    const std::int64_t root_;
     check_step done_;
-    std::unordered_map<std::int64_t, chain> chains_;
 
     sql_connection& connection_;
     page_of_objects page_;
-    sql_statement find_object_;
-    sql_statement has_object_;
+    id_list page_ids_;
+    std::map<std::string, page_object, std::less<>> objects_;  ///< those of the page, by their GUIDs
+    ways_up ways_;
     sql_statement in_top_;
-    sql_statement parent_;
+    sql_statement read_page_;
     sql_statement versions_;
     sql_statement extents_;
     sql_statement places_;
-    sql_statement unversioned_;
+    sql_statement neighbours_;
 };
 
 }  // namespace index_server
