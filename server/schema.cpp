@@ -27,8 +27,11 @@
 #include "server/schema.h"
 
 #include <array>
+#include <chrono>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "server/sqlite_upgrades.h"
 
@@ -209,13 +212,11 @@ void write_version(sql_connection& connection) {
                            : ("DELETE FROM schema_version; INSERT INTO schema_version VALUES(" + number + ")").c_str());
 }
 
-}  // namespace
-
-void prepare_schema(sql_connection& connection) {
+/// Returns the version that was found; what a newer program wrote is left as it is.
+std::int64_t bring_up_to_date(sql_connection& connection) {
     sql_transaction transaction(connection, sql_access::write);
     const std::int64_t found = read_version(connection);
-    if (found > schema_version) throw std::runtime_error("the database was written by a newer version of this program");
-    if (found == schema_version) return;
+    if (found >= schema_version) return found;
     if (found == 0) {
         if (connection.dialect() == sql_dialect::postgresql) {
             connection.execute("CREATE SEQUENCE token_id; CREATE SEQUENCE transaction_id");
@@ -230,6 +231,29 @@ void prepare_schema(sql_connection& connection) {
     }
     write_version(connection);
     transaction.commit();
+    return found;
+}
+
+/// A new database has no table yet that servers could lock: of those that start at once, all but one fail, each engine
+/// in its own way. What the one has made is then there.
+std::int64_t bring_up_to_date_beside_others(sql_connection& connection) {
+    const int most_tries = connection.dialect() == sql_dialect::sqlite ? 1 : 5;
+    std::chrono::milliseconds pause(100);
+    for (int tries = 1; tries < most_tries; ++tries, pause *= 2) {
+        try {
+            return bring_up_to_date(connection);
+        } catch (const std::runtime_error&) {
+            std::this_thread::sleep_for(pause);
+        }
+    }
+    return bring_up_to_date(connection);
+}
+
+}  // namespace
+
+void prepare_schema(sql_connection& connection) {
+    if (bring_up_to_date_beside_others(connection) > schema_version)
+        throw std::runtime_error("the database was written by a newer version of this program");
 }
 
 }  // namespace index_server
