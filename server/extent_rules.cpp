@@ -50,12 +50,12 @@ void fill_from(extent_row& row, const extent_row& source) {
 
 /// Each value of the newest version that tells it, and the properties down to the newest stored version, which tells
 /// those that are not in memory.
-extent_row newest_values(const extent_history& extent) {
+extent_row newest_values(const extent_history& extent, property_budget& budget) {
     extent_row values;
     const auto& by_time = extent.versions.by_time();
     for (auto newest = by_time.rbegin(); newest != by_time.rend(); ++newest) {
         fill_from(values, *newest->second);
-        if (values.copy_from == 0) fill_properties(values, *newest->second);
+        if (values.copy_from == 0) fill_properties(values, *newest->second, budget);
     }
     return values;
 }
@@ -78,13 +78,13 @@ void apply_line(extent_history& extent, const collect_line& line, std::int64_t a
     end_as_told(*row, line, arrival);
 }
 
-void settle(extent_history& extent) {
+void settle(extent_history& extent, property_budget& budget) {
     if (extent.versions.size() > 1) {
-        const extent_row values = newest_values(extent);
+        const extent_row values = newest_values(extent, budget);
         for (const auto& [when, row] : extent.versions.by_time()) {
             if (!row->is_new) continue;
             fill_from(*row, values);
-            fill_properties(*row, values);
+            fill_properties(*row, values, budget);
         }
     }
     extent.versions.settle_states();

@@ -26,7 +26,7 @@ std::int64_t extent_number_of(const collect_line& line);
 void apply_line(extent_history& extent, const collect_line& line, std::int64_t arrival);
 
 /// After the last line of a file: each new row takes what its line left out from the newest version that tells it, and
-/// the newest version is settled.
-void settle(extent_history& extent);
+/// the newest version is settled. Throws too_many_properties.
+void settle(extent_history& extent, property_budget& budget);
 
 }  // namespace index_server

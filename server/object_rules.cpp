@@ -144,13 +144,13 @@ version_row* newest_beside(const object_history& object, const version_row& row)
     return newest == &row ? object.versions.before(row) : newest;
 }
 
-void fill_values(object_history& object, version_row& row) {
+void fill_values(object_history& object, version_row& row, property_budget& budget) {
     version_row* source = object.versions.before(row);
     if (source == nullptr && !row.whole) source = newest_beside(object, row);
     if (source == nullptr) return;
     fill(row.data_type, source->data_type, row.changes, changed_place);
     each_value([&](auto member, auto) { fill(row.*member, source->*member, row.changes, changed_values); });
-    fill_properties(row, *source);
+    fill_properties(row, *source, budget);
 }
 
 void fill_places(object_history& object) {
@@ -184,10 +184,10 @@ void apply_line(object_history& object, const collect_line& line, const line_pla
     }
 }
 
-void settle(object_history& object) {
+void settle(object_history& object, property_budget& budget) {
     // Oldest first, so that what a version takes from has been filled itself.
     for (const auto& [when, row] : object.versions.by_time()) {
-        if (row->is_new) fill_values(object, *row);
+        if (row->is_new) fill_values(object, *row, budget);
     }
     fill_places(object);
     object.versions.settle_states();

@@ -51,6 +51,7 @@ void apply_line(object_history& object, const collect_line& line, const line_pla
 /// takes each value that its line left out from the version before it; one that nothing stands before, and that no
 /// addition brought, from the newest. The place comes from the nearest earlier version that names one, or from the
 /// newest that does; with the first line that names a place, the versions that waited for one get it too.
-void settle(object_history& object);
+/// Throws too_many_properties.
+void settle(object_history& object, property_budget& budget);
 
 }  // namespace index_server

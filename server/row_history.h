@@ -13,6 +13,7 @@
 #include <map>
 #include <memory_resource>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -174,10 +175,36 @@ void set_properties(dated_row& row, const Properties& properties) {
         row.properties.insert_or_assign(name, value);
 }
 
-/// Lets a new row have the properties of another, where it has none of that name itself.
-inline void fill_properties(dated_row& row, const dated_row& source) {
+/// Thrown for a file that nothing can be done about; nothing of it is stored.
+class too_many_properties : public std::runtime_error {
+public:
+    too_many_properties() : std::runtime_error("its versions take over too many custom properties") {}
+};
+
+/// Bounds what rows of one part of a file take over from each other: some lines that tell many properties, and many
+/// that tell none, would otherwise multiply in memory and in the storage.
+class property_budget {
+public:
+    static constexpr std::size_t most = 4'000'000;
+
+    explicit property_budget(std::size_t left = most) : left_(left) {}
+
+    /// Throws too_many_properties when there is not that much left.
+    void spend(std::size_t count) {
+        if (count > left_) throw too_many_properties();
+        left_ -= count;
+    }
+
+private:
+    std::size_t left_;
+};
+
+/// Lets a new row have the properties of another, where it has none of that name itself. Throws too_many_properties.
+inline void fill_properties(dated_row& row, const dated_row& source, property_budget& budget) {
     row.copy_from = source.is_new ? source.copy_from : source.id;
-    if (source.is_new) row.properties.insert(source.properties.begin(), source.properties.end());
+    if (!source.is_new) return;
+    budget.spend(source.properties.size());
+    row.properties.insert(source.properties.begin(), source.properties.end());
 }
 
 }  // namespace index_server

@@ -173,10 +173,14 @@ apply_outcome sql_engine::apply_collect_file(const share& target, const std::str
     collect_file file(path, collect_part_bytes);
     apply_outcome outcome = outcome_of(file);
     if (!outcome.error.empty()) return outcome;
-    outcome.applied = writing([&](writer& to) {
-        index_server::apply_collect_file(*to.rows, target, file, now_ns());
-        return true;
-    });
+    try {
+        outcome.applied = writing([&](writer& to) {
+            index_server::apply_collect_file(*to.rows, target, file, now_ns());
+            return true;
+        });
+    } catch (const too_many_properties& beyond) {
+        outcome.error = beyond.what();
+    }
     return outcome;
 }
 

@@ -119,10 +119,11 @@ void working_set::apply() {
         else
             apply_line(*one.object, one.line->fields, place_of(one), arrival);
     }
+    property_budget budget;
     for (object_history* changed : changing_)
-        settle(*changed);
+        settle(*changed, budget);
     for (extent_history& changed : extents_)
-        settle(changed);
+        settle(changed, budget);
     write();
 }
 

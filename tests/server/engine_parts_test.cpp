@@ -1,5 +1,6 @@
 // What the way in which rows are loaded must not change: files that are worked off in parts, objects with a long past.
 #include "server/collect_applier.h"
+#include "server/object_rules.h"
 
 #include "tests/server/engine_fixture.h"
 
@@ -86,6 +87,26 @@ TEST_F(engine_parts, an_object_with_a_long_past_is_changed_where_a_line_says) {
     EXPECT_EQ(find("/n0", {.at = 202}), "v20");
     EXPECT_EQ(find("/n0", {.at = 204}), "");
     EXPECT_EQ(find("/n1", {.at = 210}), "v21");
+}
+
+TEST(property_budget, bounds_what_the_versions_of_a_file_take_over) {
+    for (const std::size_t most : {5, 6}) {
+        object_history object;
+        for (const char* guid : {"v1", "v2", "v3"}) {
+            version_row row;
+            row.version_guid = guid;
+            row.vtime = row.arrival = guid[1];
+            object.versions.add(row);
+        }
+        object.versions.find("v1")->properties = {{"a", "1"}, {"b", "2"}, {"c", "3"}};
+        property_budget budget(most);
+        if (most == 5) {
+            EXPECT_THROW(settle(object, budget), too_many_properties);
+        } else {
+            settle(object, budget);
+            EXPECT_EQ(object.versions.find("v3")->properties.size(), 3u);
+        }
+    }
 }
 
 }  // namespace
