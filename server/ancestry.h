@@ -9,7 +9,6 @@
 #include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sql.h"
 
 namespace index_server {
 

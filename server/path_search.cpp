@@ -6,7 +6,6 @@
 #include "server/path_search.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "server/version_time.h"
 
@@ -52,8 +51,7 @@ std::vector<found_directory> path_search::walk(const search_query& query, const 
         std::vector<found_directory> below;
         for (const found_directory& from : here) {
             step_down(query, from, name, below);
-            if (followed + below.size() > max_directories)
-                throw std::runtime_error("the path leads through too many directories");
+            if (followed + below.size() > max_directories) throw too_many_directories();
         }
         followed += below.size();
         here = std::move(below);

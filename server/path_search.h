@@ -1,6 +1,7 @@
 // Finds the versions that a path names, or that stand in the directory that it names, in the order that was asked for.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -8,9 +9,14 @@
 #include "server/engine.h"
 #include "server/history.h"
 #include "server/search_query.h"
-#include "server/sql.h"
 
 namespace index_server {
+
+/// Thrown for a path that leads through more directories than are followed.
+class too_many_directories : public std::runtime_error {
+public:
+    too_many_directories() : std::runtime_error("the path leads through too many directories") {}
+};
 
 /// Works on the history and the listing of one connection, which outlive this. locks: called inside a read
 /// transaction.
@@ -18,8 +24,7 @@ class path_search {
 public:
     path_search(history& versions, directory_listing& listing) : history_(versions), listing_(listing) {}
 
-    /// The page of hits that the query asks for. Throws std::runtime_error for a path that leads through more
-    /// directories than are followed.
+    /// The page of hits that the query asks for. Throws too_many_directories.
     std::vector<search_hit> page(const share& target, const search_query& query);
 
 private:

@@ -1,5 +1,6 @@
 // The storage engine over relational storage: connections that write and connections that read, each search in one read
 // transaction, so that it sees one state of the index however many files are applied meanwhile.
+#include <cerrno>
 #include <chrono>
 
 #include "server/collect_applier.h"
@@ -188,7 +189,11 @@ std::string sql_engine::search(const share& target, const search_request& reques
     search_query query;
     const std::vector<search_fault> faults = read_search_request(request, target, query);
     if (!faults.empty()) return refusal(faults);
-    return reading([&](reader& from) { return from.searches.answer(target, query); });
+    try {
+        return reading([&](reader& from) { return from.searches.answer(target, query); });
+    } catch (const too_many_directories& beyond) {
+        return refusal({{E2BIG, beyond.what()}});
+    }
 }
 
 }  // namespace
