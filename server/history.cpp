@@ -10,7 +10,8 @@ namespace {
 
 #define IIF_COLUMNS "SELECT id, object, vtime, dtime, coalesce(data_type, 1), parent, name FROM version "
 // Everything is in one direction, as the index has it, so that nothing is sorted; and a name is looked up by name, in
-// the words of the index of names, and not among the newest of its directory.
+// the words of the index of names, which end in the state even where every state will do. An engine that knows nothing
+// of a table yet would take all that stands in the directory otherwise.
 constexpr const char* newest_in_directory_sql = IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND state < 2";
 constexpr const char* newest_of_name_sql =
     IIF_COLUMNS "WHERE share = ?1 AND parent = ?2 AND name_key = ?3 AND state + 0 < 2";
@@ -19,7 +20,7 @@ constexpr const char* all_in_directory_sql = IIF_COLUMNS
     "ORDER BY object DESC, vtime DESC, arrival DESC";
 constexpr const char* all_of_name_sql = IIF_COLUMNS
     "WHERE share = ?1 AND object IN "
-    "(SELECT object FROM version WHERE share = ?1 AND parent = ?2 AND name_key = ?3) "
+    "(SELECT object FROM version WHERE share = ?1 AND parent = ?2 AND name_key = ?3 AND state + 0 < 3) "
     "ORDER BY object DESC, vtime DESC, arrival DESC";
 constexpr const char* newest_of_object_sql =
     IIF_COLUMNS "WHERE share = ?1 AND object = ?2 ORDER BY vtime DESC, arrival DESC LIMIT 1";
