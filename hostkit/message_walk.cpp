@@ -64,7 +64,9 @@ bool is_reference(std::string_view text) {
 int check_text(std::string_view text) {
     using namespace message_text_limits;
     if (text.size() > bytes) return E2BIG;
-    if (count_of(text, '<', '/') > elements || count_of(text, '=', '\0') > attributes) return E2BIG;
+    // A shorter text cannot hold as many of anything.
+    if (text.size() > elements && count_of(text, '<', '/') > elements) return E2BIG;
+    if (text.size() > attributes && count_of(text, '=', '\0') > attributes) return E2BIG;
     if (text.find('\0') != std::string_view::npos) return EBADMSG;
     for (std::size_t at = text.find('&'); at != std::string_view::npos; at = text.find('&', at + 1))
         if (!is_reference(text.substr(at + 1))) return EBADMSG;
