@@ -60,17 +60,20 @@ bool is_reference(std::string_view text) {
     return error == std::errc() && rest != end && *rest == ';' && code != 0 && code <= 0x10ffff && !is_surrogate;
 }
 
-/// What can be told before the text is parsed.
-int check_text(std::string_view text) {
+bool is_too_large(std::string_view text) {
     using namespace message_text_limits;
-    if (text.size() > bytes) return E2BIG;
     // A shorter text cannot hold as many of anything.
-    if (text.size() > elements && count_of(text, '<', '/') > elements) return E2BIG;
-    if (text.size() > attributes && count_of(text, '=', '\0') > attributes) return E2BIG;
-    if (text.find('\0') != std::string_view::npos) return EBADMSG;
+    return text.size() > bytes || (text.size() > elements && count_of(text, '<', '/') > elements) ||
+           (text.size() > attributes && count_of(text, '=', '\0') > attributes);
+}
+
+/// Where the first byte stands that the parser would let pass and no message holds; npos when there is none.
+std::size_t find_fault(std::string_view text) {
+    const std::size_t zero = text.find('\0');
+    text = text.substr(0, zero);
     for (std::size_t at = text.find('&'); at != std::string_view::npos; at = text.find('&', at + 1))
-        if (!is_reference(text.substr(at + 1))) return EBADMSG;
-    return 0;
+        if (!is_reference(text.substr(at + 1))) return at;
+    return zero;
 }
 
 bool is_attribute(const message_field& field) {
@@ -198,7 +201,9 @@ private:
 }  // namespace
 
 int read_message(std::string_view text, int group, int number, message_sink& into) noexcept {
-    if (const int error = check_text(text)) return error;
+    if (is_too_large(text)) return E2BIG;
+    const std::size_t fault = find_fault(text);
+    text = text.substr(0, fault);
     const message_class* described = find_message_class(group, number);
     if (described == nullptr) return EBADMSG;
     try {
@@ -213,7 +218,7 @@ int read_message(std::string_view text, int group, int number, message_sink& int
         if (result.status == pugi::status_out_of_memory) return ENOMEM;
         if (!result) drop_half_tag(parsed, text, static_cast<std::size_t>(result.offset));
         message_walk(into).document(parsed, *described);
-        return result ? 0 : EBADMSG;
+        return result && fault == std::string_view::npos ? 0 : EBADMSG;
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     } catch (...) {

@@ -25,7 +25,7 @@ public:
 };
 
 /// Reads one message of a class pair. 0 when the text is one, otherwise EBADMSG, E2BIG for a text beyond the bounds of
-/// message_text.h, or ENOMEM; the sink has then been told what stands before the fault. What the schema does not name
+/// message_text.h, of which nothing is told, or ENOMEM; the sink has been told what stands before the fault. What the schema does not name
 /// is a fault, and so is a second occurrence of what occurs once. Nothing is thrown.
 int read_message(std::string_view text, int group, int number, message_sink& into) noexcept;
 

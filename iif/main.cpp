@@ -96,7 +96,8 @@ CLI::App& add_query(CLI::App& app, const char* name, const char* help, query_opt
 }
 
 void add_extents(CLI::App& app, query_options& options, chosen& choice) {
-    CLI::App& command = add_query(app, "extents", "The extents of the file at PATH", options, choice, run_extents);
+    CLI::App& command =
+        add_query(app, "extents", "The extents of a file, or those without a backup", options, choice, run_extents);
     command.get_option_group("Object")
         ->add_flag("--not-backed-up", options.not_backed_up,
                    "All of the share without a backup id, each with the GUID of its file; those of deleted files too")

@@ -2,14 +2,13 @@
 #include "server/share_upkeep.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
-#include <stdexcept>
 #include <string>
 
 #include "server/id_list.h"
 #include "server/object_removal.h"
 #include "server/page_of_objects.h"
+#include "server/place_text.h"
 #include "server/sql_records.h"
 #include "server/version_time.h"
 
@@ -21,24 +20,6 @@ namespace {
 constexpr std::int64_t marked_at_once = 4000;
 constexpr std::int64_t objects_at_once = 500;
 constexpr std::int64_t rows_at_once = 4000;
-
-/// A place among the extents without a backup id: the living ones come first, each in the order of their ids.
-struct extent_place {
-    std::int64_t state = 0;
-    std::int64_t after_id = 0;
-};
-
-extent_place read_place(const step_place& text) {
-    extent_place place;
-    if (text.empty()) return place;
-    const char* const end = text.data() + text.size();
-    const auto state = std::from_chars(text.data(), end, place.state);
-    if (state.ec != std::errc() || place.state < 0 || place.state > 1 || state.ptr == end || *state.ptr != ':')
-        throw std::invalid_argument("the place is none that a step told");
-    const auto id = std::from_chars(state.ptr + 1, end, place.after_id);
-    if (id.ec != std::errc() || id.ptr != end) throw std::invalid_argument("the place is none that a step told");
-    return place;
-}
 
 /// Keeps other servers from removing rows of the same share until the transaction ends: what one has removed would look
 /// to the other as if nothing were left. False when all are removed.
@@ -85,7 +66,7 @@ std::vector<listed_transaction> read_transactions_before(sql_connection& connect
 
 backup_mark_step mark_extents(sql_connection& connection, const share& of, std::int64_t backup_id,
                               std::optional<std::int64_t> up_to_s, const step_place& from) {
-    const extent_place place = read_place(from);
+    const number_place place = read_place(from, 2);  // the living come first, each in the order of their ids
     lock_share(connection, of.subclient_id);
     sql_statement mark(connection,
                        (by_ids(connection, "UPDATE extent SET backup_id = ?2") +
@@ -93,7 +74,7 @@ backup_mark_step mark_extents(sql_connection& connection, const share& of, std::
                         "AND id > ?4 AND vtime <= ?5 ORDER BY id LIMIT ?6) RETURNING id")
                            .c_str());
     const std::int64_t last_ns = up_to_s ? last_ns_of(*up_to_s) : std::numeric_limits<std::int64_t>::max();
-    mark.bind(1, of.subclient_id).bind(2, backup_id).bind(3, place.state).bind(4, place.after_id);
+    mark.bind(1, of.subclient_id).bind(2, backup_id).bind(3, place.list).bind(4, place.after);
     mark.bind(5, last_ns).bind(6, marked_at_once);
     backup_mark_step done;
     std::int64_t last_id = 0;
@@ -103,9 +84,9 @@ backup_mark_step mark_extents(sql_connection& connection, const share& of, std::
         last_id = std::max(last_id, mark.integer(0));
     }
     if (done.marked == static_cast<std::uint64_t>(marked_at_once))
-        done.next = std::to_string(place.state) + ":" + std::to_string(last_id);
-    else if (place.state == 0)
-        done.next = "1:0";
+        done.next = place_text({place.list, last_id});
+    else if (place.list == 0)
+        done.next = place_text({1, 0});
     return done;
 }
 

@@ -2,9 +2,9 @@
 // of that index and looks each owner up by its id.
 #include "server/stray_rows.h"
 
-#include <charconv>
-#include <stdexcept>
-#include <utility>
+#include <iterator>
+
+#include "server/place_text.h"
 
 namespace index_server {
 
@@ -24,23 +24,6 @@ constexpr row_kind kinds[] = {
     {"version_property", "version", "version", "properties", "version"},
     {"extent_property", "extent", "extent", "properties", "version of an extent"},
 };
-
-struct row_place {
-    std::size_t kind = 0;
-    std::int64_t owner = 0;
-};
-
-row_place read_place(const step_place& text) {
-    row_place place;
-    if (text.empty()) return place;
-    const char* const end = text.data() + text.size();
-    const auto kind = std::from_chars(text.data(), end, place.kind);
-    if (kind.ec != std::errc() || place.kind >= std::size(kinds) || kind.ptr == end || *kind.ptr != ':')
-        throw std::invalid_argument("the place is none that a step told");
-    const auto owner = std::from_chars(kind.ptr + 1, end, place.owner);
-    if (owner.ec != std::errc() || owner.ptr != end) throw std::invalid_argument("the place is none that a step told");
-    return place;
-}
 
 /// The owners of one kind of rows, a stretch at a time.
 class owners {
@@ -94,13 +77,13 @@ private:
 }  // namespace
 
 std::optional<step_place> stray_rows::step(const step_place& from, const std::function<void(std::string)>& found) {
-    const row_place place = read_place(from);
+    number_place place = read_place(from, std::ssize(kinds));
     std::int64_t left = rows_at_once;
-    for (std::size_t kind = place.kind; kind < std::size(kinds); ++kind) {
-        owners named(connection_, kinds[kind], share_, kind == place.kind ? place.owner : 0);
+    for (; place.list < std::ssize(kinds); place = {place.list + 1, 0}) {
+        owners named(connection_, kinds[place.list], share_, place.after);
         while (const std::int64_t seen = named.advance(left, found)) {
             left -= seen;
-            if (left <= 0) return std::to_string(kind) + ":" + std::to_string(named.after());
+            if (left <= 0) return place_text({place.list, named.after()});
         }
     }
     return std::nullopt;

@@ -135,7 +135,8 @@ TEST(message_text, no_cut_text_is_a_message_and_reading_replaces_what_was_there)
         ASSERT_FALSE(reads(response, text.substr(0, length))) << length;
     EXPECT_TRUE(response.isSet(1)) << "a failure keeps what was read";
     for (const char* half :
-         {"<errors errorCode=\"34", "<errors errorCode=\"34\"", "<errors errorCode=34/>", "<errors"}) {
+         {"<errors errorCode=\"34", "<errors errorCode=\"34\"",
+          "<errors errorCode=\"34\" errorMessage=\"&x;\"/></ZYSearchResp>", "<errors errorCode=34/>", "<errors"}) {
         EXPECT_FALSE(
             reads(response, "<?xml version=\"1.0\"?>\n<ZYSearchResp><errors errorCode=\"12\"/>" + std::string(half)));
         const auto errors = response.getlistobject<Error>(1, 1, false);
